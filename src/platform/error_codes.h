@@ -36,7 +36,7 @@ inline constexpr ErrorCode kErrorNotFound = 1168;
 inline constexpr ErrorCode kErrorPrivilegeNotHeld = 1314;
 inline constexpr ErrorCode kErrorFunctionFailed = 1627;
 
-// The nearest Windows number for a POSIX errno value; kErrorGenFailure when none is near.
+// The nearest Windows number for a C runtime errno value; kErrorGenFailure when none is near.
 ErrorCode MapErrno(int err) noexcept;
 
 } // namespace platform
