@@ -1,0 +1,90 @@
+#include "platform/file_util.h"
+
+#include "platform/testing/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace platform {
+namespace {
+
+std::string ReadBytes(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::string WithoutCarriageReturns(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
+void WriteText(const std::wstring& path, const std::string& text) {
+    OpenFileResult opened = OpenTextFile(path.c_str(), TextFileMode::kWrite);
+    ASSERT_EQ(opened.error, kErrorSuccess);
+    ASSERT_EQ(std::fwrite(text.data(), 1, text.size(), opened.file.get()), text.size());
+    EXPECT_EQ(FlushToDisk(opened.file.get()), kErrorSuccess);
+}
+
+TEST(FileUtilTest, TextWrittenReadsBackLineForLine) {
+    testing::TempDir dir;
+    const std::wstring path = dir.File(L"text \u00e9.txt");
+    WriteText(path, "one\ntwo\n");
+    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / u8"text \u00e9.txt")), "one\ntwo\n");
+
+    OpenFileResult opened = OpenTextFile(path.c_str(), TextFileMode::kRead);
+    ASSERT_EQ(opened.error, kErrorSuccess);
+    char buffer[32] = {};
+    std::size_t read = std::fread(buffer, 1, sizeof buffer, opened.file.get());
+    EXPECT_EQ(std::string(buffer, read), "one\ntwo\n"); // text mode undoes CR LF where it adds it
+}
+
+TEST(FileUtilTest, WritingTruncatesAnOldFile) {
+    testing::TempDir dir;
+    const std::wstring path = dir.File(L"f.txt");
+    WriteText(path, "a long first text\n");
+    WriteText(path, "short\n");
+    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / "f.txt")), "short\n");
+}
+
+TEST(FileUtilTest, ReadingOnlyOpensRegularFiles) {
+    testing::TempDir dir;
+    EXPECT_EQ(OpenTextFile(dir.File(L"absent").c_str(), TextFileMode::kRead).error,
+              kErrorFileNotFound);
+    std::filesystem::create_directory(dir.Path() / "folder");
+    OpenFileResult folder = OpenTextFile(dir.File(L"folder").c_str(), TextFileMode::kRead);
+    EXPECT_FALSE(folder.file);
+    EXPECT_NE(folder.error, kErrorSuccess);
+    EXPECT_NE(OpenTextFile(dir.File(L"missing/f.txt").c_str(), TextFileMode::kWrite).error,
+              kErrorSuccess);
+}
+
+TEST(FileUtilTest, ReplaceSwapsInTheNewFile) {
+    testing::TempDir dir;
+    const std::wstring target = dir.File(L"target");
+    const std::wstring source = dir.File(L"source");
+    WriteText(target, "old\n");
+    WriteText(source, "new\n");
+    ASSERT_EQ(ReplaceFileAtomically(source.c_str(), target.c_str()), kErrorSuccess);
+    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / "target")), "new\n");
+    EXPECT_FALSE(std::filesystem::exists(dir.Path() / "source"));
+}
+
+TEST(FileUtilTest, FailedReplaceLeavesBothInPlace) {
+    testing::TempDir dir;
+    const std::wstring source = dir.File(L"source");
+    const std::wstring target = dir.File(L"target");
+    WriteText(source, "new\n");
+    // A non-empty directory cannot be replaced by a file on any system, even by root.
+    std::filesystem::create_directories(dir.Path() / "target" / "inner");
+    EXPECT_NE(ReplaceFileAtomically(source.c_str(), target.c_str()), kErrorSuccess);
+    EXPECT_TRUE(std::filesystem::is_directory(dir.Path() / "target" / "inner"));
+    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / "source")), "new\n");
+}
+
+} // namespace
+} // namespace platform
