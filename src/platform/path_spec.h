@@ -21,7 +21,7 @@ bool RemoveFileSpec(wchar_t* path) noexcept;
 
 // Adds a separator to a non-empty path that does not end in one. `size` is the room of `path` in
 // characters, terminator included. Returns the address of the terminator, or null when the
-// separator does not fit (on Windows also when the path reaches MAX_PATH).
+// separator does not fit. Unlike PathAddBackslashW, paths past MAX_PATH are served too.
 wchar_t* AddBackslash(wchar_t* path, std::size_t size) noexcept;
 
 } // namespace platform

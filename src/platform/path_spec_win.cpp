@@ -16,11 +16,20 @@ wchar_t* AddBackslash(wchar_t* path, std::size_t size) noexcept {
         return nullptr;
     }
     std::size_t length = std::wcslen(path);
+    if (length == 0 || path[length - 1] == L'\\') {
+        return path + length;
+    }
     // PathAddBackslashW assumes MAX_PATH characters of room; check the real room first.
-    if (length != 0 && path[length - 1] != L'\\' && length + 2 > size) {
+    if (length + 2 > size) {
         return nullptr;
     }
-    return PathAddBackslashW(path);
+    if (length + 1 < MAX_PATH) {
+        return PathAddBackslashW(path);
+    }
+    // PathAddBackslashW refuses paths from MAX_PATH on; long paths get their separator here.
+    path[length] = L'\\';
+    path[length + 1] = L'\0';
+    return path + length + 1;
 }
 
 } // namespace platform
