@@ -1,5 +1,7 @@
 #include "platform/file_util.h"
 
+#include "platform/utf8.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -12,34 +14,14 @@
 namespace platform {
 namespace {
 
-// wchar_t holds UTF-32 here; file names are UTF-8 bytes. A value that is no Unicode scalar
-// cannot name a file we made, so it fails instead of being replaced.
+// File names are UTF-8 bytes here. An empty result is either an empty path or a failure; both
+// name no file.
 std::optional<std::string> PathToUtf8(const wchar_t* path) {
-    std::string out;
-    for (; *path != 0; ++path) {
-        auto c = static_cast<std::uint32_t>(*path);
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            if (c >= 0xD800 && c <= 0xDFFF) {
-                return std::nullopt;
-            }
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c <= 0x10FFFF) {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            return std::nullopt;
-        }
+    std::string narrow = WideToUtf8(path);
+    if (narrow.empty()) {
+        return std::nullopt;
     }
-    return out;
+    return narrow;
 }
 
 } // namespace
