@@ -1,0 +1,30 @@
+// Where a test finds the programs and modules of its build: NEXILO_TEST_BIN, or else the current
+// folder (the tests run in bin/). For tests only.
+#pragma once
+
+#include "platform/build_config.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace platform::testing {
+
+inline std::filesystem::path TestBinFolder() {
+    const char* bin = std::getenv("NEXILO_TEST_BIN");
+    std::filesystem::path folder =
+        bin && *bin ? std::filesystem::path(bin) : std::filesystem::current_path();
+    // Wine: the variable holds a Unix path; absolute() gives it a drive letter.
+    return std::filesystem::absolute(folder).make_preferred();
+}
+
+// The file name of a program of the build, "name.exe" on Windows.
+inline std::filesystem::path TestProgram(const std::string& name) {
+#if defined(NEXILO_OS_WIN)
+    return TestBinFolder() / (name + ".exe");
+#else
+    return TestBinFolder() / name;
+#endif
+}
+
+} // namespace platform::testing
