@@ -78,7 +78,7 @@ T& SlotAt(ValueVector* vector, u32 index) noexcept {
 void* AddSlot(ValueVector* vector) {
     if (vector->count == vector->capacity) {
         u32 capacity = vector->capacity <= UINT32_MAX / 2 ? vector->capacity * 2 : UINT32_MAX;
-        if (capacity == vector->capacity || capacity > SIZE_MAX / kSlotSize) {
+        if (capacity == vector->capacity || std::size_t{capacity} > SIZE_MAX / kSlotSize) {
             std::terminate();
         }
         void* items = vector->realloc_fn(vector->items, capacity * kSlotSize);
