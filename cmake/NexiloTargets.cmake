@@ -106,6 +106,7 @@ function(nexilo_tests name)
     if(NEXILO_REGISTER_TESTS)
         gtest_discover_tests(${name}
             WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/bin
+            NO_PRETTY_VALUES
             DISCOVERY_MODE PRE_TEST
             DISCOVERY_TIMEOUT 120
             PROPERTIES TIMEOUT 120 ENVIRONMENT "NEXILO_TEST_BIN=${CMAKE_BINARY_DIR}/bin")
