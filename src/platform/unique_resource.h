@@ -32,7 +32,9 @@ public:
 
 private:
     int m_errno;
+#if defined(NEXILO_OS_WIN)
     std::uint32_t m_lastError;
+#endif
 };
 
 template <class Traits>

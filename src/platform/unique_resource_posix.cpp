@@ -5,7 +5,7 @@
 
 namespace platform {
 
-LastErrorKeeper::LastErrorKeeper() noexcept : m_errno(errno), m_lastError(0) {}
+LastErrorKeeper::LastErrorKeeper() noexcept : m_errno(errno) {}
 
 LastErrorKeeper::~LastErrorKeeper() {
     errno = m_errno;
