@@ -133,7 +133,8 @@ public:
     virtual bool Get(const std::string& key, std::string& out) const;
     virtual bool Get(const std::string& key, bool& out) const;
     virtual bool Get(const std::string& key, Json& out) const;
-    // A handle sharing the member, or one without a root.
+    // A handle sharing the member, or one without a root. Beware: given a non-const std::string
+    // lvalue, overload resolution picks Get(std::string& out) below, which reads the root.
     virtual Json Get(const std::string& key) const;
     // A handle sharing element `index` of an array, or one without a root.
     virtual Json At(std::uint32_t index) const;
