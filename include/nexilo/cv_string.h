@@ -119,6 +119,13 @@ constexpr std::size_t BlockSize(u32 capacity) noexcept {
     return kTextOffset + (std::size_t{capacity} + 1) * sizeof(CharT) + sizeof(u32);
 }
 
+// Largest capacity whose block size fits a size_t and whose lengths fit an i32.
+template <class CharT>
+constexpr u32 MaxCapacity() noexcept {
+    constexpr std::size_t kBySize = (SIZE_MAX - kTextOffset - sizeof(u32)) / sizeof(CharT) - 1;
+    return kBySize < 0x7FFFFFFE ? static_cast<u32>(kBySize) : 0x7FFFFFFE;
+}
+
 // Ends the process (or rethrows inside a catch block): see the contract above.
 [[noreturn]] void BrokenInvariant();
 
@@ -163,10 +170,7 @@ public:
     StringT& operator=(StringT&& other) noexcept;
 
     // Largest capacity a string can have.
-    static constexpr u32 kMaxCapacity = static_cast<u32>(
-        (SIZE_MAX - detail::kTextOffset - sizeof(u32)) / sizeof(CharT) - 1 < 0x7FFFFFFE
-            ? (SIZE_MAX - detail::kTextOffset - sizeof(u32)) / sizeof(CharT) - 1
-            : 0x7FFFFFFE);
+    static constexpr u32 kMaxCapacity = detail::MaxCapacity<CharT>();
 
     // Copies `length` characters (-1: up to the zero; a null text with -1: none). False, with the
     // string whole, when memory is exhausted.
@@ -253,7 +257,9 @@ private:
                     sizeof record);
         return record;
     }
-    bool Reallocate(u32 capacity);
+    // Moves the text to a block for `capacity` characters; a string without a block gets
+    // `freshRecord`, or a new default record when that is null.
+    bool Reallocate(u32 capacity, StringRecord* freshRecord = nullptr);
     bool Release();
     bool AppendFormatAt(u32 at, const CharT* format, std::va_list args);
 

@@ -156,22 +156,12 @@ CV_STRING::StringT(const CharT* text, i32 length) {
 
 CV_STRING_TEMPLATE
 CV_STRING::StringT(IMemMgr& memMgr) {
-    auto* record = new (std::nothrow) StringRecord{&memMgr, 0, 0, detail::kDefaultGrowth, 0, 1};
-    if (!record) {
-        detail::BrokenInvariant();
-    }
     // A record without a block has nowhere to live: reserve at once, through the new manager.
-    std::size_t size = BlockSize(detail::kDefaultGrowth);
-    auto* block = static_cast<unsigned char*>(memMgr.Allocate(size));
-    if (!block) {
+    auto* record = new (std::nothrow) StringRecord{&memMgr, 0, 0, detail::kDefaultGrowth, 0, 1};
+    if (!record || !Reallocate(detail::kDefaultGrowth, record)) {
         delete record;
         detail::BrokenInvariant();
     }
-    std::memset(block, 0, size);
-    WriteFrame<CharT>(block, record, detail::kDefaultGrowth);
-    record->capacity = detail::kDefaultGrowth;
-    record->buffer_owned = 1;
-    m_buffer = reinterpret_cast<CharT*>(block + detail::kTextOffset);
 }
 
 CV_STRING_TEMPLATE
@@ -341,10 +331,12 @@ bool CV_STRING::Reserve(u32 needed) {
 }
 
 CV_STRING_TEMPLATE
-bool CV_STRING::Reallocate(u32 capacity) {
+bool CV_STRING::Reallocate(u32 capacity, StringRecord* freshRecord) {
     StringRecord* record = m_buffer ? Record() : nullptr;
     StringRecord* madeRecord = nullptr;
-    if (!record) {
+    if (!record && freshRecord) {
+        record = freshRecord; // its maker deletes it on failure
+    } else if (!record) {
         record = madeRecord =
             new (std::nothrow) StringRecord{MemMgrT::Global(), 0, 0, detail::kDefaultGrowth, 0, 1};
         if (!record) {
