@@ -18,7 +18,10 @@
 //   the wide form holds UTF-16 code units on Windows and code points on Linux. The narrow form
 //   holds UTF-8 by convention. Wide format strings follow the Windows convention everywhere
 //   (in a wide format %s takes a wide text, %S and %hs a narrow one, %ls a wide one; %c a wide
-//   character, %C a narrow one); in a narrow format %s takes a narrow text. The path helpers use
+//   character, %C a narrow one); in a narrow format %s takes a narrow text (the translation is
+//   cv::detail::TranslateWideFormat in src/foundation/format_convention.h). Texts of the other
+//   width inside a format are read as UTF-8 on POSIX whatever the process locale, and in the C
+//   runtime's code page on Windows, as the product always did there. The path helpers use
 //   '\' on Windows and '/' on POSIX. Conversions to and from UTF-8 never depend on the locale and
 //   replace bad sequences with U+FFFD.
 #pragma once
@@ -203,7 +206,8 @@ public:
     IMemMgr* GetMemMgr() const noexcept;
 
     // Builds `out` from scratch (the arguments may point into `out`); a null format empties it.
-    // The second argument is ignored.
+    // The second argument is ignored. A format the C runtime cannot form (an argument that does
+    // not convert) gives nothing, here and in AppendFormat.
     static bool Format(StringT& out, int ignored, const CharT* format, ...);
     static bool FormatV(StringT& out, const CharT* format, std::va_list args);
     // Appends formatted text in place; a null format does nothing. The arguments must not point
