@@ -6,9 +6,10 @@
 // - PostNow and PostTimed hand over two items: `run`, run for each firing, and `finished`, run
 //   once when the work is complete (after the last run, or when canceled or closed). The queue
 //   owns both items from the call on, also when the call fails, and frees each exactly once
-//   through Release. `finished` may be null; a null `run` is refused (87). On success *id holds
-//   a non-zero id. A negative first delay counts as 0; a period above 0 repeats the run at that
-//   period (never two runs of one id at once), otherwise it runs once.
+//   through Release; a refused post frees them at once without running either. `finished` may be
+//   null; a null `run` is refused (87). On success *id holds a non-zero id. A negative first delay
+//   counts as 0; a period above 0 repeats the run at that period (never two runs of one id at
+//   once), otherwise it runs once.
 // - Cancel(id): no run starts any more; the work completes when a run under way has ended.
 // - Wait(id, timeoutMs): returns 0 once the work is complete: no run is executing or will start,
 //   `finished` has run, both items are released. 0xFFFFFFFF waits without limit; a time-out
