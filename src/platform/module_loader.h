@@ -74,6 +74,10 @@ ExportResult FindExport(ModuleHandle module, const char* name);
 // The path without its last component and without a trailing separator.
 std::wstring ParentFolder(std::wstring_view path);
 
+// Keeps this module mapped until the process ends, whatever references are freed later. For a
+// module whose own thread may outlive its last reference. False when the system refused.
+bool PinThisModule() noexcept;
+
 // An identifier of this module that stays the same while it is loaded: its HMODULE on
 // Windows, its load address on POSIX. Never null.
 const void* ThisModuleId() noexcept;

@@ -90,6 +90,16 @@ ExportResult FindExport(ModuleHandle module, const char* name) {
     return result;
 }
 
+bool PinThisModule() noexcept {
+    Dl_info info{};
+    if (dladdr(&kAnchor, &info) == 0 || info.dli_fname == nullptr) {
+        return false;
+    }
+    // The reference taken here is never given back; RTLD_NODELETE keeps the code mapped even
+    // if a caller frees more references than it took.
+    return dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
+}
+
 const void* ThisModuleId() noexcept {
     Dl_info info{};
     if (dladdr(&kAnchor, &info) != 0 && info.dli_fbase != nullptr) {

@@ -79,6 +79,13 @@ ExportResult FindExport(ModuleHandle module, const char* name) {
     return result;
 }
 
+bool PinThisModule() noexcept {
+    HMODULE module = nullptr;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                  GET_MODULE_HANDLE_EX_FLAG_PIN,
+                              reinterpret_cast<LPCWSTR>(&kAnchor), &module) != FALSE;
+}
+
 const void* ThisModuleId() noexcept {
     HMODULE module = ThisModuleHandle();
     return module != nullptr ? static_cast<const void*>(module) : &kAnchor;

@@ -1,0 +1,140 @@
+#include "frame/exported_object_declaration.h"
+#include "frame/object_registry.h"
+#include "platform/error_codes.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace {
+
+constexpr CvIid kIidWidget{{1, 2, 3, 4}};
+constexpr CvIid kIidGadget{{5, 6, 7, 8}};
+
+int g_alive = 0;
+bool g_throwOnConstruction = false;
+
+class Widget : public ICvBaseInterface {
+public:
+    Widget() {
+        if (g_throwOnConstruction) {
+            throw std::runtime_error("refused");
+        }
+        ++g_alive;
+    }
+    virtual ~Widget() { --g_alive; }
+    void* QueryInterface(CvIid iid) override {
+        return iid == kIidCvBaseInterface || iid == kIidWidget ? this : nullptr;
+    }
+};
+
+class Gadget : public ICvBaseInterface {
+public:
+    Gadget() { ++g_alive; }
+    virtual ~Gadget() { --g_alive; }
+    void* QueryInterface(CvIid iid) override {
+        return iid == kIidCvBaseInterface || iid == kIidGadget ? this : nullptr;
+    }
+};
+
+class ObjectRegistryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        g_alive = 0;
+        g_throwOnConstruction = false;
+    }
+    void TearDown() override {
+        EXPECT_EQ(g_alive, 0);
+        EXPECT_EQ(g_objectRegistryHolder.Holders(), 0) << "this program declares nothing static";
+        EXPECT_EQ(g_objectRegistryHolder.Instance(), nullptr);
+    }
+};
+
+TEST_F(ObjectRegistryTest, MakesAndDestroysByName) {
+    ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
+    void* object = nullptr;
+    ASSERT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), 0u);
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(g_alive, 1);
+    DestroyExportedObject(L"Test.Widget", static_cast<Widget*>(object));
+    EXPECT_EQ(g_alive, 0);
+}
+
+TEST_F(ObjectRegistryTest, UnknownNamesAndRefusedIdentifiersLeaveNothingBehind) {
+    ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
+    void* object = reinterpret_cast<void*>(1);
+    EXPECT_EQ(CreateExportedObject(L"Test.Nothing", kIidWidget, &object), platform::kErrorNotFound);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(CreateExportedObject(nullptr, kIidWidget, &object), platform::kErrorNotFound);
+
+    object = reinterpret_cast<void*>(1);
+    EXPECT_EQ(CreateExportedObject(L"Test.Widget", kIidGadget, &object), platform::kErrorNotFound);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(g_alive, 0) << "the refused object was destroyed";
+
+    EXPECT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, nullptr),
+              platform::kErrorInvalidParameter);
+    EXPECT_EQ(g_alive, 0);
+}
+
+TEST_F(ObjectRegistryTest, DestroyIgnoresUnknownNamesAndOtherClasses) {
+    ExportedObjectDeclaration<Widget> widgets(L"Test.Widget");
+    ExportedObjectDeclaration<Gadget> gadgets(L"Test.Gadget");
+    void* widget = nullptr;
+    void* gadget = nullptr;
+    ASSERT_EQ(CreateExportedObject(L"Test.Widget", kIidCvBaseInterface, &widget), 0u);
+    ASSERT_EQ(CreateExportedObject(L"Test.Gadget", kIidCvBaseInterface, &gadget), 0u);
+    auto* widgetBase = static_cast<ICvBaseInterface*>(widget);
+    auto* gadgetBase = static_cast<ICvBaseInterface*>(gadget);
+
+    DestroyExportedObject(L"Test.Unknown", widgetBase);
+    DestroyExportedObject(L"Test.Widget", gadgetBase);
+    EXPECT_EQ(g_alive, 2);
+
+    DestroyExportedObject(L"Test.Widget", widgetBase);
+    DestroyExportedObject(L"Test.Gadget", gadgetBase);
+    EXPECT_EQ(g_alive, 0);
+}
+
+TEST_F(ObjectRegistryTest, TheFirstDeclarationOfANameStays) {
+    ExportedObjectDeclaration<Widget> first(L"Test.Shared");
+    void* object = nullptr;
+    {
+        ExportedObjectDeclaration<Gadget> second(L"Test.Shared");
+        EXPECT_EQ(g_objectRegistryHolder.Count(), 2) << "one reference per declaration";
+        ASSERT_EQ(CreateExportedObject(L"Test.Shared", kIidWidget, &object), 0u);
+        DestroyExportedObject(L"Test.Shared", static_cast<Widget*>(object));
+        EXPECT_EQ(CreateExportedObject(L"Test.Shared", kIidGadget, &object),
+                  platform::kErrorNotFound);
+    }
+    // Unloading a declaration erases every entry of its name, the first one's too.
+    EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
+    EXPECT_EQ(CreateExportedObject(L"Test.Shared", kIidWidget, &object), platform::kErrorNotFound);
+}
+
+TEST_F(ObjectRegistryTest, ACallHoldsTheRegistryOnlyForItsLength) {
+    {
+        ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
+        EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
+        void* object = nullptr;
+        ASSERT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), 0u);
+        EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
+        DestroyExportedObject(L"Test.Widget", static_cast<Widget*>(object));
+        EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
+    }
+    // Without declarations a call makes a registry for itself and drops it again.
+    void* object = nullptr;
+    EXPECT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), platform::kErrorNotFound);
+}
+
+TEST_F(ObjectRegistryTest, AConstructorFailureLeavesThroughTheCallAndUnlocks) {
+    ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
+    void* object = nullptr;
+    g_throwOnConstruction = true;
+    EXPECT_THROW(CreateExportedObject(L"Test.Widget", kIidWidget, &object), std::runtime_error);
+    g_throwOnConstruction = false;
+    ASSERT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), 0u);
+    DestroyExportedObject(L"Test.Widget", static_cast<Widget*>(object));
+}
+
+} // namespace
