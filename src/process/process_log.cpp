@@ -1,14 +1,24 @@
 #include "process/process_log.h"
 
+#include "diag/log_binding.h"
+
 namespace process {
 
 namespace {
 
-// Stands in for the component's logging statement until that is part of the build: without the
-// logging module every line is silent anyway.
 class DiagSink final : public LogSink {
 public:
-    void Write(const LogLine&) override {}
+    void Write(const LogLine& line) override {
+        if (line.text && line.number) {
+            NX_LOG(line.level, line.function, line.format, line.text->c_str(), *line.number);
+        } else if (line.text) {
+            NX_LOG(line.level, line.function, line.format, line.text->c_str());
+        } else if (line.number) {
+            NX_LOG(line.level, line.function, line.format, *line.number);
+        } else {
+            NX_LOG(line.level, line.function, line.format);
+        }
+    }
 };
 
 } // namespace

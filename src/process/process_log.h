@@ -3,7 +3,7 @@
 // Each line is a level, a function label, a format in the Windows convention (%s a wide text,
 // %d a number) and the values of its %s and %d, in this order. The code writes them to a LogSink
 // that its caller hands in, so that tests can read the exact lines; DiagLogSink() is the one that
-// production code uses. Thread-safe as the sink is.
+// production code uses: the component's logging statement. Thread-safe as the sink is.
 #pragma once
 
 #include "nexilo/log_module.h"
@@ -28,7 +28,7 @@ public:
     virtual void Write(const LogLine& line) = 0;
 };
 
-// The process-wide sink: the logging statement of the component. Lives as long as the process.
+// The component's log (silent while nobody holds the logger). Lives as long as the process.
 LogSink& DiagLogSink() noexcept;
 
 } // namespace process
