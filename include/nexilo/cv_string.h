@@ -221,20 +221,20 @@ public:
 
     // The UTF-8 form in `out`; the empty string (never a null one) when there is nothing to
     // convert or the conversion fails. The text ends at its first zero.
-    void ToUtf8(NarrowString& out) const requires kIsWide;
+    void ToUtf8(NarrowString& out) const requires std::is_same_v<CharT, wchar_t>;
     // The wide form of this UTF-8 text in `out`, likewise.
-    void FromUtf8(WideString& out) const requires(!kIsWide);
+    void FromUtf8(WideString& out) const requires(!std::is_same_v<CharT, wchar_t>);
 
     // The directory of the module holding this code, with a trailing separator. False when the
     // path is missing or does not fit the capacity (a path of exactly `capacity` characters does
     // not fit); the string must already have room for a path.
-    bool SetToModuleDirectory() requires kIsWide;
+    bool SetToModuleDirectory() requires std::is_same_v<CharT, wchar_t>;
     // The same with the module path taken from `source` (tests inject it).
-    bool SetToModuleDirectory(ModuleFileNameSource source) requires kIsWide;
+    bool SetToModuleDirectory(ModuleFileNameSource source) requires std::is_same_v<CharT, wchar_t>;
     // Cuts the last path element and its separator; false when there was nothing to cut.
-    bool RemoveFileSpec() requires kIsWide;
+    bool RemoveFileSpec() requires std::is_same_v<CharT, wchar_t>;
     // Adds a trailing separator to a non-empty path that lacks one; false when it cannot.
-    bool AddBackslash() requires kIsWide;
+    bool AddBackslash() requires std::is_same_v<CharT, wchar_t>;
 
     friend bool operator==(const StringT& a, const StringT& b) noexcept {
         return a.Compare(b) == 0;

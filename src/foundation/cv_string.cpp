@@ -576,95 +576,119 @@ int CV_STRING::Compare(const CharT* text) const noexcept {
     return Traits::Compare(GetString(), GetLength(), text, Traits::Length(text));
 }
 
+// The width-bound members below keep their bodies valid for both widths under `if constexpr`:
+// clang 14 instantiates members whose constraints fail when the class is explicitly instantiated.
 CV_STRING_TEMPLATE
-void CV_STRING::ToUtf8(NarrowString& out) const requires kIsWide {
-    NarrowString work;
-    if (!work.Reserve(0)) {
-        detail::BrokenInvariant();
+void CV_STRING::ToUtf8(NarrowString& out) const requires std::is_same_v<CharT, wchar_t> {
+    if constexpr (std::is_same_v<CharT, wchar_t>) {
+        NarrowString work;
+        if (!work.Reserve(0)) {
+            detail::BrokenInvariant();
+        }
+        const wchar_t* text = GetString();
+        std::size_t measured = platform::WideToUtf8(text, nullptr, 0);
+        if (measured != 0 && measured - 1 <= NarrowString::kMaxCapacity &&
+            work.Reserve(static_cast<u32>(measured - 1))) {
+            std::size_t converted = platform::WideToUtf8(text, work.GetBuffer(), measured);
+            work.ReleaseBuffer(converted == 0 ? 0 : detail::kScanLength);
+        }
+        out = std::move(work);
     }
-    const wchar_t* text = GetString();
-    std::size_t measured = platform::WideToUtf8(text, nullptr, 0);
-    if (measured != 0 && measured - 1 <= NarrowString::kMaxCapacity &&
-        work.Reserve(static_cast<u32>(measured - 1))) {
-        std::size_t converted = platform::WideToUtf8(text, work.GetBuffer(), measured);
-        work.ReleaseBuffer(converted == 0 ? 0 : detail::kScanLength);
-    }
-    out = std::move(work);
 }
 
 CV_STRING_TEMPLATE
-void CV_STRING::FromUtf8(WideString& out) const requires(!kIsWide) {
-    WideString work;
-    if (!work.Reserve(0)) {
-        detail::BrokenInvariant();
+void CV_STRING::FromUtf8(WideString& out) const requires(!std::is_same_v<CharT, wchar_t>) {
+    if constexpr (!std::is_same_v<CharT, wchar_t>) {
+        WideString work;
+        if (!work.Reserve(0)) {
+            detail::BrokenInvariant();
+        }
+        const char* text = GetString();
+        std::size_t measured = platform::Utf8ToWide(text, nullptr, 0);
+        if (measured != 0 && measured - 1 <= WideString::kMaxCapacity &&
+            work.Reserve(static_cast<u32>(measured - 1))) {
+            std::size_t converted = platform::Utf8ToWide(text, work.GetBuffer(), measured);
+            work.ReleaseBuffer(converted == 0 ? 0 : detail::kScanLength);
+        }
+        out = std::move(work);
     }
-    const char* text = GetString();
-    std::size_t measured = platform::Utf8ToWide(text, nullptr, 0);
-    if (measured != 0 && measured - 1 <= WideString::kMaxCapacity &&
-        work.Reserve(static_cast<u32>(measured - 1))) {
-        std::size_t converted = platform::Utf8ToWide(text, work.GetBuffer(), measured);
-        work.ReleaseBuffer(converted == 0 ? 0 : detail::kScanLength);
-    }
-    out = std::move(work);
 }
 
 CV_STRING_TEMPLATE
-bool CV_STRING::SetToModuleDirectory() requires kIsWide {
-    return SetToModuleDirectory(&platform::GetOwnModuleFileName);
-}
-
-CV_STRING_TEMPLATE
-bool CV_STRING::SetToModuleDirectory(ModuleFileNameSource source) requires kIsWide {
-    if (!source) {
+bool CV_STRING::SetToModuleDirectory() requires std::is_same_v<CharT, wchar_t> {
+    if constexpr (std::is_same_v<CharT, wchar_t>) {
+        return SetToModuleDirectory(&platform::GetOwnModuleFileName);
+    } else {
         return false;
     }
-    if (!m_buffer && !Reserve(0)) {
+}
+
+CV_STRING_TEMPLATE
+bool CV_STRING::SetToModuleDirectory(
+    ModuleFileNameSource source) requires std::is_same_v<CharT, wchar_t> {
+    if constexpr (std::is_same_v<CharT, wchar_t>) {
+        if (!source) {
+            return false;
+        }
+        if (!m_buffer && !Reserve(0)) {
+            return false;
+        }
+        // The system's longest path, in characters; a heap string grows up to it.
+        constexpr u32 kLongestPath = 32767;
+        for (;;) {
+            u32 capacity = Record()->capacity;
+            u32 written = source(m_buffer, capacity);
+            m_buffer[capacity] = 0;
+            ReleaseBuffer(detail::kScanLength);
+            if (written == 0) {
+                return false;
+            }
+            if (written != capacity) {
+                break;
+            }
+            // Cut. An inline block keeps its fixed room; only a heap block may grow.
+            if (!Record()->buffer_owned || capacity >= kLongestPath || !Reserve(capacity * 2)) {
+                return false;
+            }
+        }
+        RemoveFileSpec();
+        return AddBackslash();
+    } else {
         return false;
     }
-    // The system's longest path, in characters; a heap string grows up to it.
-    constexpr u32 kLongestPath = 32767;
-    for (;;) {
-        u32 capacity = Record()->capacity;
-        u32 written = source(m_buffer, capacity);
-        m_buffer[capacity] = 0;
+}
+
+CV_STRING_TEMPLATE
+bool CV_STRING::RemoveFileSpec() requires std::is_same_v<CharT, wchar_t> {
+    if constexpr (std::is_same_v<CharT, wchar_t>) {
+        if (!m_buffer && !Reserve(0)) {
+            return false;
+        }
+        bool removed = platform::RemoveFileSpec(m_buffer);
         ReleaseBuffer(detail::kScanLength);
-        if (written == 0) {
-            return false;
-        }
-        if (written != capacity) {
-            break;
-        }
-        // Cut. An inline block keeps its fixed room; only a heap block may grow.
-        if (!Record()->buffer_owned || capacity >= kLongestPath || !Reserve(capacity * 2)) {
-            return false;
-        }
+        return removed;
+    } else {
+        return false;
     }
-    RemoveFileSpec();
-    return AddBackslash();
 }
 
 CV_STRING_TEMPLATE
-bool CV_STRING::RemoveFileSpec() requires kIsWide {
-    if (!m_buffer && !Reserve(0)) {
+bool CV_STRING::AddBackslash() requires std::is_same_v<CharT, wchar_t> {
+    if constexpr (std::is_same_v<CharT, wchar_t>) {
+        if (!m_buffer && !Reserve(0)) {
+            return false;
+        }
+        ReleaseBuffer(detail::kScanLength);
+        if (GetLength() == kMaxCapacity || !Reserve(GetLength() + 1)) {
+            return false;
+        }
+        bool added =
+            platform::AddBackslash(m_buffer, std::size_t{Record()->capacity} + 1) != nullptr;
+        ReleaseBuffer(detail::kScanLength);
+        return added;
+    } else {
         return false;
     }
-    bool removed = platform::RemoveFileSpec(m_buffer);
-    ReleaseBuffer(detail::kScanLength);
-    return removed;
-}
-
-CV_STRING_TEMPLATE
-bool CV_STRING::AddBackslash() requires kIsWide {
-    if (!m_buffer && !Reserve(0)) {
-        return false;
-    }
-    ReleaseBuffer(detail::kScanLength);
-    if (GetLength() == kMaxCapacity || !Reserve(GetLength() + 1)) {
-        return false;
-    }
-    bool added = platform::AddBackslash(m_buffer, std::size_t{Record()->capacity} + 1) != nullptr;
-    ReleaseBuffer(detail::kScanLength);
-    return added;
 }
 
 #undef CV_STRING_TEMPLATE
