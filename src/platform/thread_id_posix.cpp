@@ -6,9 +6,13 @@
 namespace platform {
 
 std::uint32_t CurrentThreadId() noexcept {
-    // glibc caches nothing here, but the call is a cheap system call; its result is the same id
-    // that /proc and the debuggers show.
-    return static_cast<std::uint32_t>(syscall(SYS_gettid));
+    // gettid is a real system call; locks ask for the id on every acquisition, so each thread
+    // asks once. (A child of fork inherits the forking thread's value; it may only exec anyway.)
+    static thread_local std::uint32_t cached = 0;
+    if (cached == 0) {
+        cached = static_cast<std::uint32_t>(syscall(SYS_gettid));
+    }
+    return cached;
 }
 
 } // namespace platform
