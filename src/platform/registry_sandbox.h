@@ -7,8 +7,8 @@
 // HKEY_CURRENT_USER\Software\NexiloTest-<GUID>, so SystemRegistry() and every registry call of
 // the process land there; the redirection ends and the key is deleted when the sandbox goes
 // away. The redirection applies to the whole process: one sandbox at a time, made and destroyed
-// on one thread while no other thread uses the registry. Views are not redirected apart on
-// Windows: inside a sandbox the 32-bit and 64-bit views are the same keys.
+// on one thread while no other thread uses the registry. Inside a Windows sandbox the 32-bit and
+// 64-bit views are the same keys (measured under Wine), so view tests need the real registry.
 #pragma once
 
 #include "platform/build_config.h"
