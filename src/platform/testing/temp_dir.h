@@ -12,9 +12,11 @@ namespace platform::testing {
 
 class TempDir {
 public:
-    TempDir() {
+    TempDir() : TempDir(std::filesystem::temp_directory_path()) {}
+
+    // A folder under `base`, which must exist.
+    explicit TempDir(const std::filesystem::path& base) {
         std::random_device random;
-        std::filesystem::path base = std::filesystem::temp_directory_path();
         for (;;) {
             std::uint64_t tag = (std::uint64_t{random()} << 32) | random();
             std::filesystem::path candidate = base / ("nexilo-" + std::to_string(tag));
