@@ -283,8 +283,10 @@ void SchedulerCore::RunWorker() {
             continue;
         }
         auto first = m_timeline.begin();
-        if (first->first > Clock::now()) {
-            m_workReady.wait_until(lock, first->first);
+        // A copy: the entry may be erased while this thread waits.
+        const Clock::time_point due = first->first;
+        if (due > Clock::now()) {
+            m_workReady.wait_until(lock, due);
             continue;
         }
         std::shared_ptr<Work> work = first->second;

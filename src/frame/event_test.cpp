@@ -103,13 +103,28 @@ TEST_F(EventTest, AHandlerMayFireAgainWhileAWriterWaits) {
     EXPECT_TRUE(LockIsFree());
 }
 
+// Keeps the round's record, so that a test can end a round that an exception cut short.
+class CapturingEvent final : public TestEvent {
+public:
+    using TestEvent::TestEvent;
+    bool Begin(void** record) override {
+        bool result = TestEvent::Begin(record);
+        m_record = *record;
+        return result;
+    }
+    void* m_record = nullptr;
+};
+
 TEST_F(EventTest, AThrowingSubscriberLeavesTheReadSideTaken) {
+    CapturingEvent event(&m_subscribers);
     Recorder thrower(m_journal, "t");
     thrower.m_handler = [](int) { throw std::runtime_error("subscriber failed"); };
     ASSERT_TRUE(m_subscribers.Add(&thrower));
-    EXPECT_THROW(m_event.Fire(L"name", 1), std::runtime_error);
+    EXPECT_THROW(event.Fire(L"name", 1), std::runtime_error);
     EXPECT_EQ(m_subscribers.Snapshot().activeReaders, 1);
-    m_subscribers.UnlockRead(0);
+    ASSERT_NE(event.m_record, nullptr);
+    event.End(&event.m_record);
+    EXPECT_EQ(event.m_record, nullptr);
     EXPECT_TRUE(LockIsFree());
 }
 
