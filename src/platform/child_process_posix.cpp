@@ -173,22 +173,22 @@ bool IsExecutableFile(const std::string& path, ErrorCode& error) {
 std::optional<std::string> FindProgram(const std::wstring& commandLine, ErrorCode& error) {
     error = kErrorFileNotFound;
     for (const std::wstring& candidate : ProgramNameCandidates(commandLine)) {
-        std::optional<std::string> name = WideToUtf8(PosixProgramName(candidate));
-        if (name->empty()) {
+        std::string name = WideToUtf8(PosixProgramName(candidate));
+        if (name.empty()) {
             continue;
         }
-        if (name->find('/') != std::string::npos) {
+        if (name.find('/') != std::string::npos) {
             // The child changes its folder before exec, so a relative path must be made absolute
             // against ours first, as Windows resolves it against the caller's folder.
-            if (name->front() != '/') {
+            if (name.front() != '/') {
                 std::vector<char> cwd(4096);
                 if (getcwd(cwd.data(), cwd.size()) == nullptr) {
                     error = MapErrno(errno);
                     return std::nullopt;
                 }
-                *name = std::string(cwd.data()) + "/" + *name;
+                name = std::string(cwd.data()) + "/" + name;
             }
-            if (IsExecutableFile(*name, error)) {
+            if (IsExecutableFile(name, error)) {
                 return name;
             }
             continue;
@@ -202,7 +202,7 @@ std::optional<std::string> FindProgram(const std::wstring& commandLine, ErrorCod
                 end = folders.size();
             }
             std::string folder = folders.substr(begin, end - begin);
-            std::string full = (folder.empty() ? std::string(".") : folder) + "/" + *name;
+            std::string full = (folder.empty() ? std::string(".") : folder) + "/" + name;
             if (IsExecutableFile(full, error)) {
                 return full;
             }

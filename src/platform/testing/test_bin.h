@@ -1,8 +1,9 @@
-// Where a test finds the programs and modules of its build: NEXILO_TEST_BIN, or else the current
-// folder (the tests run in bin/). For tests only.
+// Where a test finds the programs and modules of its build: NEXILO_TEST_BIN, or else the folder
+// of the running test program (all of a build lands in bin/). For tests only.
 #pragma once
 
 #include "platform/build_config.h"
+#include "platform/module_path.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -13,7 +14,8 @@ namespace platform::testing {
 inline std::filesystem::path TestBinFolder() {
     const char* bin = std::getenv("NEXILO_TEST_BIN");
     std::filesystem::path folder =
-        bin && *bin ? std::filesystem::path(bin) : std::filesystem::current_path();
+        bin && *bin ? std::filesystem::path(bin)
+                    : std::filesystem::path(GetExecutablePath().path).parent_path();
     // Wine: the variable holds a Unix path; absolute() gives it a drive letter.
     return std::filesystem::absolute(folder).make_preferred();
 }
