@@ -1,0 +1,75 @@
+// The agent's cloud session: InitNxp builds it from the identity, Ask is the one door to it.
+#include "agent/nexilo_agent.h"
+
+#include "cloud/cloud_client_table.h"
+#include "diag/function_tracer.h"
+#include "foundation/value_json.h"
+
+bool NexiloAgent::InitNxp() {
+    NX_TRACE_SCOPE(L"NexiloAgent::InitNxp");
+    m_nxpComm.reset();
+
+    if (cloud::AcquireProcessCloudClient() == nullptr) {
+        NX_LOG_ERROR(L"NexiloAgent::InitNxp", L"error on nexilo comm lib init");
+        return false;
+    }
+
+    cv::StringA userToken;
+    cv::StringA appId;
+    cv::StringA deviceId;
+    m_userToken.ToUtf8(userToken);
+    m_appId.ToUtf8(appId);
+    m_deviceId.ToUtf8(deviceId);
+    cv::Json source;
+    source.Pack("{s:s, s:s, s:s}", "user_token", userToken.GetString(), "app_id", appId.GetString(),
+                "device_id", deviceId.GetString());
+
+    const cv::Value logged = cv::ValueFromJson(source);
+    NX_LOG_INFO(L"NexiloAgent::InitNxp", L"init cloud comm %s", logged.ToString().GetString());
+
+    m_nxpComm = std::make_unique<nxp::CloudComm>();
+    if (m_nxpComm->Init(source, NxpLogCallback) != 0) {
+        NX_LOG_ERROR(L"NexiloAgent::InitNxp", L"error on nexilo comm init");
+        return false;
+    }
+    return true;
+}
+
+std::uint32_t NexiloAgent::Ask(const wchar_t* service, const wchar_t* method,
+                               const cv::Value& params, cv::Value& result, bool* isError,
+                               const cv::Value& destination) {
+    if (isError == nullptr) {
+        return 87;
+    }
+    std::lock_guard lock(m_lock);
+    if (!m_nxpComm) {
+        NX_LOG_ERROR(L"NexiloAgent::Ask", L"m_nxpComm is null");
+        return kFailure;
+    }
+    const std::wstring serviceText = service != nullptr ? service : L"";
+    const std::wstring methodText = method != nullptr ? method : L"";
+    NX_LOG_TRACE(L"NexiloAgent::Ask", L"message %s", params.ToString().GetString());
+
+    const cv::Json request = cv::ValueToJson(params);
+    cv::Json reply;
+    cv::Json target;
+    if (destination.GetType() != cv::Value::Type::kNull) {
+        target = cv::ValueToJson(destination);
+    }
+    NX_LOG_TRACE(L"NexiloAgent::Ask", L"Ask service %s method %s request %s", serviceText.c_str(),
+                 methodText.c_str(), cv::ValueFromJson(request).ToString().GetString());
+
+    const std::uint32_t code =
+        m_nxpComm->Ask(serviceText, methodText, request, reply, isError, target);
+    if (reply.IsValid()) {
+        result = cv::ValueFromJson(reply);
+    }
+    NX_LOG_TRACE(L"NexiloAgent::Ask", L"reply %s", result.ToString().GetString());
+    return code;
+}
+
+void NexiloAgent::NxpLogCallback(const std::wstring& text) {
+    const std::size_t lastFeed = text.rfind(L'\n');
+    const std::wstring line = lastFeed == std::wstring::npos ? text : text.substr(0, lastFeed);
+    NX_LOG_INFO(L"NexiloAgent::NxpLogCallback", L"NxpLogCallback: %s", line.c_str());
+}

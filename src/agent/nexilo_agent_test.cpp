@@ -1,0 +1,260 @@
+#include "agent/nexilo_agent.h"
+
+#include "agent/testing/fake_host.h"
+#include "cloud/cloud_client_table.h"
+#include "platform/environment.h"
+#include "platform/registry_sandbox.h"
+#include "platform/testing/temp_dir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+using agent_testing::FakeEvsink;
+using agent_testing::FakeHost;
+using agent_testing::FakeProductInfo;
+using agent_testing::FakeSettings;
+using testing::HasSubstr;
+
+class AgentTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME",
+                                                       m_home.Path().wstring().c_str()));
+        ASSERT_EQ(m_registry.Error(), 0u);
+        NexiloAgent::SetRegistryForTesting(&m_registry.Get());
+        m_host.manager.settings = &m_settings;
+    }
+    void TearDown() override {
+        NexiloAgent::SetRegistryForTesting(nullptr);
+        platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", nullptr);
+    }
+
+    void WriteScript(const std::string& text) {
+        std::filesystem::create_directories(m_home.Path() / "cloud");
+        std::ofstream(m_home.Path() / "cloud" / "script.json", std::ios::binary) << text;
+    }
+    std::string Recorded() const {
+        std::ifstream in(m_home.Path() / "cloud" / "requests.jsonl", std::ios::binary);
+        std::ostringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+    void SetDisplayVersion(std::uint32_t type, const std::wstring& text) {
+        const auto bytes = platform::RegistryBytesFromText(text);
+        ASSERT_EQ(m_registry.Get().SetKeyValue(platform::RegistryRoot::kLocalMachine,
+                                               NexiloAgent::kInstallKey, L"DisplayVersion", type,
+                                               bytes.data(),
+                                               static_cast<std::uint32_t>(bytes.size())),
+                  0u);
+    }
+
+    platform::testing::TempDir m_home;
+    platform::RegistrySandbox m_registry;
+    FakeSettings m_settings;
+    FakeHost m_host;
+};
+
+TEST_F(AgentTest, QueryInterfaceAnswersItsThreeIdentifiersOnly) {
+    NexiloAgent agent;
+    auto* base = static_cast<ICvBaseInterface*>(agent.QueryInterface(kIidCvBaseInterface));
+    EXPECT_EQ(base, static_cast<ICvBaseInterface*>(static_cast<IServPlugin*>(&agent)));
+    EXPECT_EQ(agent.QueryInterface(kIidServPlugin), static_cast<IServPlugin*>(&agent));
+    void* second = agent.QueryInterface(kIidNexiloAgent);
+    EXPECT_EQ(second, static_cast<cv::hostkit::Nexilo::INexiloAgent*>(&agent));
+    EXPECT_NE(second, static_cast<void*>(base)) << "the second base has its own table";
+    EXPECT_EQ(agent.QueryInterface(kIidProductInfo), nullptr);
+}
+
+TEST_F(AgentTest, ConstructionLeavesTheDefaults) {
+    NexiloAgent agent;
+    EXPECT_STREQ(agent.AppId().GetString(), L"com.corvane.basicshield");
+    EXPECT_STREQ(agent.ProductVersion().GetString(), L"0.0.0.0");
+    EXPECT_STREQ(agent.InstalledVersion().GetString(), L"0.0.0.0");
+    EXPECT_STREQ(agent.UserToken().GetString(), L"");
+    EXPECT_EQ(agent.ProductValue(1).GetLength(), 36u);
+    EXPECT_EQ(agent.ProductValue(2).GetLength(), 36u);
+    EXPECT_EQ(agent.ProductValue(3).GetLength(), 0u);
+}
+
+TEST_F(AgentTest, InitWithoutProductInfoOrEvsinkKeepsDefaultsAndGivesEverythingBack) {
+    NexiloAgent agent;
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    EXPECT_STREQ(agent.ProductVersion().GetString(), L"0.0.0.0");
+    EXPECT_STREQ(agent.AppId().GetString(), L"com.corvane.basicshield");
+    EXPECT_EQ(cloud::ProcessCloudClientUseCount(), 1);
+    agent.UnInit();
+    EXPECT_EQ(cloud::ProcessCloudClientUseCount(), 0);
+    EXPECT_TRUE(m_host.manager.Balanced());
+    EXPECT_EQ(m_host.manager.gets[kHKSettingsPluginName], 1);
+}
+
+TEST_F(AgentTest, InitKeepsEachProductValueThatIsThere) {
+    FakeProductInfo info;
+    info.values[{L"nexilo", 0}] = L"com.example.app";
+    info.values[{L"nexilo", 3}] = L"third";
+    info.values[{L"update", 0}] = L"5.6.7.8";
+    m_host.manager.productInfo = &info;
+    FakeEvsink evsink;
+    m_host.manager.evsink = &evsink;
+
+    NexiloAgent agent;
+    const cv::StringW defaultValue1 = agent.ProductValue(1);
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    EXPECT_STREQ(agent.AppId().GetString(), L"com.example.app");
+    EXPECT_STREQ(agent.ProductValue(3).GetString(), L"third");
+    EXPECT_STREQ(agent.ProductVersion().GetString(), L"5.6.7.8");
+    EXPECT_EQ(agent.ProductValue(1), defaultValue1);
+    EXPECT_EQ(m_host.manager.releases[kProductInfoPluginName], 1) << "given back at once";
+    agent.UnInit();
+    EXPECT_TRUE(m_host.manager.Balanced());
+}
+
+struct InstalledCase {
+    const char* name;
+    bool present;
+    std::uint32_t type;
+    const wchar_t* text;
+    const wchar_t* expected;
+};
+
+class InstalledVersionTest : public AgentTest, public testing::WithParamInterface<InstalledCase> {};
+
+TEST_P(InstalledVersionTest, ReadsOnlyAShortTextValue) {
+    const InstalledCase& c = GetParam();
+    if (c.present) {
+        SetDisplayVersion(c.type, c.text);
+    }
+    NexiloAgent agent;
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    EXPECT_STREQ(agent.InstalledVersion().GetString(), c.expected);
+    agent.UnInit();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, InstalledVersionTest,
+    testing::Values(InstalledCase{"NoKey", false, 0, L"", L"0.0.0.0"},
+                    InstalledCase{"Text", true, platform::kRegSz, L"1.2.3.4", L"1.2.3.4"},
+                    // 19 characters and the terminator: exactly 40 bytes.
+                    InstalledCase{"FortyBytes", true, platform::kRegSz, L"1234567890.23456789",
+                                  L"1234567890.23456789"},
+                    InstalledCase{"TooLarge", true, platform::kRegSz, L"1234567890.234567890",
+                                  L"0.0.0.0"},
+                    InstalledCase{"NotText", true, platform::kRegExpandSz, L"1.2.3.4", L"0.0.0.0"}),
+    [](const testing::TestParamInfo<InstalledCase>& info) { return info.param.name; });
+
+TEST_F(AgentTest, OsVersionIsThreeNumbers) {
+    NexiloAgent agent;
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    std::wistringstream text(agent.OsVersion().GetString());
+    unsigned major = 0, minor = 0, build = 0;
+    wchar_t dot1 = 0, dot2 = 0;
+    text >> major >> dot1 >> minor >> dot2 >> build;
+    EXPECT_TRUE(text && dot1 == L'.' && dot2 == L'.') << agent.OsVersion().GetString();
+    EXPECT_TRUE(text.eof()) << agent.OsVersion().GetString();
+    agent.UnInit();
+}
+
+TEST_F(AgentTest, AskBeforeTheSessionFailsAndLeavesTheResult) {
+    NexiloAgent agent;
+    cv::Value result(L"untouched");
+    bool isError = true;
+    EXPECT_EQ(agent.Ask(L"nexilo/ping", L"ping", cv::Value(), result, &isError, cv::Value()),
+              0xFFFFFFFFu);
+    EXPECT_STREQ(result.ToString().GetString(), L"untouched");
+    EXPECT_EQ(agent.Ask(L"nexilo/ping", L"ping", cv::Value(), result, nullptr, cv::Value()), 87u);
+}
+
+TEST_F(AgentTest, AskTravelsThroughTheCloudLibraryAndBack) {
+    WriteScript(R"({"services": {"nexilo/user_info": {
+        "getInfo": {"result": {"email": "a@b.c", "verified": true}},
+        "fail": {"error": {"code": 7}}}}})");
+    NexiloAgent agent;
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+
+    cv::Value params;
+    params[L"lang"] = L"en";
+    cv::Value result;
+    bool isError = true;
+    EXPECT_EQ(agent.Ask(L"nexilo/user_info", L"getInfo", params, result, &isError, cv::Value()),
+              0u);
+    EXPECT_FALSE(isError);
+    EXPECT_STREQ(result.ToString().GetString(), LR"({ "email" : "a@b.c", "verified" : true })");
+
+    EXPECT_EQ(agent.Ask(L"nexilo/user_info", L"fail", params, result, &isError, cv::Value()), 0u);
+    EXPECT_TRUE(isError);
+    agent.UnInit();
+
+    const std::string recorded = Recorded();
+    EXPECT_THAT(recorded, HasSubstr(R"(\"id\": 1)"));
+    EXPECT_THAT(recorded, HasSubstr(R"(\"id\": 2)"));
+    EXPECT_THAT(recorded, HasSubstr(R"(\"lang\": \"en\")"));
+    EXPECT_THAT(recorded, HasSubstr(R"(\"app_id\": \"com.corvane.basicshield\")"));
+}
+
+TEST_F(AgentTest, SubscribersAreAddedOnceAndRemovedOnce) {
+    struct Sink : cv::hostkit::Nexilo::INexiloAgent::IEvents {
+        void OnEvent(const wchar_t*, const cv::Value&) override {}
+    } sink;
+    NexiloAgent agent;
+    EXPECT_EQ(agent.RegisterEvents(&sink), 0u);
+    EXPECT_EQ(agent.RegisterEvents(&sink), 1627u);
+    EXPECT_EQ(agent.UnregisterEvents(&sink), 0u);
+    EXPECT_EQ(agent.UnregisterEvents(&sink), 1627u);
+    EXPECT_EQ(agent.RegisterEvents(nullptr), 87u);
+}
+
+TEST_F(AgentTest, NullOutPointersAreRefusedAndTheFlagReadsTrue) {
+    NexiloAgent agent;
+    EXPECT_EQ(agent.GetUserDetails(nullptr), 87u);
+    EXPECT_EQ(agent.GetIpmState(nullptr), 87u);
+    EXPECT_EQ(agent.GetCurrentCampaign(nullptr), 87u);
+    bool state = false;
+    EXPECT_EQ(agent.GetIpmState(&state), 0u);
+    EXPECT_TRUE(state);
+}
+
+// A failed start poisons the process-wide cloud library, so these run in child processes and
+// report through their exit codes.
+TEST_F(AgentTest, AFailedStartLeavesTheCloudLibraryUnloadableForTheProcess) {
+    EXPECT_EXIT(
+        {
+            NexiloAgent first;
+            bool ok = first.Init(nullptr) == 0xFFFFFFFF;
+            ok = ok && cloud::ProcessCloudClientUseCount() == -1;
+            NexiloAgent second;
+            ok = ok && second.Init(&m_host) == 0xFFFFFFFF;
+            ok = ok && !second.InitNxp();
+            std::exit(ok ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(AgentTest, EachInitNxpTakesAUseButUnInitDropsOne) {
+    EXPECT_EXIT(
+        {
+            NexiloAgent agent;
+            bool ok = agent.Init(&m_host) == 0 && agent.InitNxp();
+            ok = ok && cloud::ProcessCloudClientUseCount() == 2;
+            agent.UnInit();
+            ok = ok && cloud::ProcessCloudClientUseCount() == 1 &&
+                 cloud::ProcessCloudClient() != nullptr;
+            std::exit(ok ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(AgentTest, ASessionThatCannotStartFailsInitButKeepsTheCountBalanced) {
+    WriteScript(R"({"init": {"code": 3, "handle": false}})");
+    NexiloAgent agent;
+    EXPECT_EQ(agent.Init(&m_host), 0xFFFFFFFFu);
+    EXPECT_EQ(cloud::ProcessCloudClientUseCount(), 0);
+    EXPECT_TRUE(m_host.manager.Balanced());
+}
+
+} // namespace

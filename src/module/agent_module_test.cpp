@@ -1,0 +1,78 @@
+// The whole request as a host makes it: the module loaded by name, the agent made by its factory
+// name, Init with the host's plugins, one Ask through the cloud library, UnInit, destruction.
+#include "agent/testing/fake_host.h"
+#include "nexilo/exports.h"
+#include "nexilo/nexilo_agent_interface.h"
+#include "nexilo/serv_plugin_interface.h"
+#include "platform/environment.h"
+#include "platform/module_loader.h"
+#include "platform/testing/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace {
+
+using cv::hostkit::Nexilo::INexiloAgent;
+
+class AgentModuleTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME",
+                                                       m_home.Path().wstring().c_str()));
+        std::filesystem::create_directories(m_home.Path() / "cloud");
+        std::ofstream(m_home.Path() / "cloud" / "script.json", std::ios::binary)
+            << R"({"services": {"nexilo/user_info": {"getInfo": {"result": {"name": "Ada"}}}}})";
+        m_module = platform::LoadModule(L"NexiloAgent.dll").module;
+        ASSERT_TRUE(m_module);
+        m_create = reinterpret_cast<CvCreateObjectFn>(
+            platform::FindExport(m_module.get(), kCvCreateObjectName).address);
+        m_destroy = reinterpret_cast<CvDestroyObjectFn>(
+            platform::FindExport(m_module.get(), kCvDestroyObjectName).address);
+        ASSERT_NE(m_create, nullptr);
+        ASSERT_NE(m_destroy, nullptr);
+        m_host.manager.settings = &m_settings;
+    }
+    void TearDown() override { platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", nullptr); }
+
+    platform::testing::TempDir m_home;
+    platform::UniqueHModule m_module;
+    CvCreateObjectFn m_create = nullptr;
+    CvDestroyObjectFn m_destroy = nullptr;
+    agent_testing::FakeSettings m_settings;
+    agent_testing::FakeHost m_host;
+};
+
+TEST_F(AgentModuleTest, AHostMakesOneCloudCallThroughTheAgent) {
+    void* made = nullptr;
+    ASSERT_EQ(m_create(kNexiloAgentObjectName, kIidCvBaseInterface, &made), 0u);
+    auto* base = static_cast<ICvBaseInterface*>(made);
+    auto* plugin = static_cast<IServPlugin*>(base->QueryInterface(kIidServPlugin));
+    auto* agent = static_cast<INexiloAgent*>(base->QueryInterface(kIidNexiloAgent));
+    ASSERT_NE(plugin, nullptr);
+    ASSERT_NE(agent, nullptr);
+
+    ASSERT_EQ(plugin->Init(&m_host), 0u);
+    {
+        cv::Value params;
+        params[L"nexilo_source"] = L"replaced";
+        cv::Value result;
+        bool isError = true;
+        EXPECT_EQ(
+            agent->Ask(L"nexilo/user_info", L"getInfo", params, result, &isError, cv::Value()), 0u);
+        EXPECT_FALSE(isError);
+        EXPECT_STREQ(result.At(L"name").AsString().GetString(), L"Ada");
+    }
+    plugin->UnInit();
+    m_destroy(kNexiloAgentObjectName, base);
+    EXPECT_TRUE(m_host.manager.Balanced());
+}
+
+TEST_F(AgentModuleTest, AnIdentifierTheAgentDoesNotOfferIsRefused) {
+    void* made = reinterpret_cast<void*>(1);
+    EXPECT_EQ(m_create(kNexiloAgentObjectName, kIidProductInfo, &made), 1168u);
+    EXPECT_EQ(made, nullptr);
+}
+
+} // namespace
