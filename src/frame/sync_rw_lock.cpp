@@ -45,7 +45,7 @@ void CSyncRWLock::LockRead(std::uint32_t threadId) {
     }
     ++m_waitingReaders;
     lock.unlock();
-    m_readerSemaphore.acquire();
+    m_readerSemaphore.Acquire();
     lock.lock();
     // The releaser has counted this reader in m_activeReaders already.
     m_readers[tid] = 1;
@@ -104,7 +104,7 @@ void CSyncRWLock::LockWrite(std::uint32_t threadId) {
     }
     ++m_waitingWriters;
     lock.unlock();
-    m_writerSemaphore.acquire();
+    m_writerSemaphore.Acquire();
     lock.lock();
     // The releaser has raised m_activeWriters already.
     m_writerThread = tid;
@@ -146,14 +146,32 @@ CSyncRWLock::Wakeups CSyncRWLock::HandOverLocked() {
 
 void CSyncRWLock::Wake(const Wakeups& wakeups) {
     if (wakeups.writer) {
-        m_writerSemaphore.release();
+        m_writerSemaphore.Release(1);
     }
     if (wakeups.readers > 0) {
-        m_readerSemaphore.release(wakeups.readers);
+        m_readerSemaphore.Release(wakeups.readers);
     }
 }
 
 CSyncRWLock::State CSyncRWLock::Snapshot() {
     std::lock_guard lock(m_section);
     return {m_waitingReaders, m_waitingWriters, m_activeReaders, m_activeWriters, m_writerThread};
+}
+
+void CSyncRWLock::Semaphore::Acquire() {
+    std::unique_lock lock(m_mutex);
+    m_available.wait(lock, [&] { return m_count > 0; });
+    --m_count;
+}
+
+void CSyncRWLock::Semaphore::Release(std::ptrdiff_t count) {
+    {
+        std::lock_guard lock(m_mutex);
+        m_count += count;
+    }
+    if (count == 1) {
+        m_available.notify_one();
+    } else {
+        m_available.notify_all();
+    }
 }

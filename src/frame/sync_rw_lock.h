@@ -12,10 +12,11 @@
 // - A thread id of 0 means the calling thread (the system's id, platform/thread_id.h).
 #pragma once
 
+#include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <semaphore>
 
 class ISyncRWLock {
 public:
@@ -55,6 +56,20 @@ public:
     State Snapshot();
 
 private:
+    // mingw-w64: libstdc++ 12's std::counting_semaphore waits in address-hashed pools there, and
+    // a release meant for one semaphore can wake a waiter of the other (a lost wake-up, seen as
+    // a hang under Wine). A semaphore of its own condition variable has no such sharing.
+    class Semaphore {
+    public:
+        void Acquire();
+        void Release(std::ptrdiff_t count);
+
+    private:
+        std::mutex m_mutex;
+        std::condition_variable m_available;
+        std::ptrdiff_t m_count = 0;
+    };
+
     struct Wakeups {
         std::ptrdiff_t readers = 0;
         bool writer = false;
@@ -64,8 +79,8 @@ private:
     void Wake(const Wakeups& wakeups);
 
     std::mutex m_section;
-    std::counting_semaphore<0x7FFFFFFF> m_readerSemaphore{0};
-    std::counting_semaphore<0x7FFFFFFF> m_writerSemaphore{0};
+    Semaphore m_readerSemaphore;
+    Semaphore m_writerSemaphore;
     std::int32_t m_waitingReaders = 0;
     std::int32_t m_waitingWriters = 0;
     std::int32_t m_activeReaders = 0;
