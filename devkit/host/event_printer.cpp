@@ -1,0 +1,27 @@
+#include "devkit/host/event_printer.h"
+
+#include "devkit/host/json_text.h"
+
+#include <exception>
+
+namespace devkit::host {
+
+std::string EventPrinter::EventLine(const wchar_t* name, const cv::Value& data) {
+    return "{\"event\":" + JsonString(name) + ",\"data\":" + ValueToJsonText(data) + "}";
+}
+
+void EventPrinter::OnEvent(const wchar_t* name, const cv::Value& data) {
+    ++m_count;
+    // An exception must not reach the agent's firing code: it would leave its lock held.
+    try {
+        m_console.Line(EventLine(name, data));
+    } catch (const std::exception& failure) {
+        try {
+            m_console.Error(std::string("cannot print an event: ") + failure.what());
+        } catch (...) {
+        }
+    } catch (...) {
+    }
+}
+
+} // namespace devkit::host
