@@ -1,5 +1,7 @@
 #include "platform/crt_print.h"
 
+#include "platform/posix/utf8_locale.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -11,25 +13,13 @@ namespace platform {
 
 namespace {
 
-// A UTF-8 character-type locale made once; the glibc print converts narrow arguments of wide
-// formats (and the reverse) through the thread's locale, which is "C" unless someone changed it.
-locale_t Utf8Locale() noexcept {
-    static const locale_t locale = [] {
-        for (const char* name : {"C.UTF-8", "C.utf8", "en_US.UTF-8"}) {
-            if (locale_t made = newlocale(LC_CTYPE_MASK, name, locale_t{})) {
-                return made;
-            }
-        }
-        return locale_t{};
-    }();
-    return locale;
-}
-
 // Puts the UTF-8 locale on this thread for one call.
 class ScopedUtf8Locale {
 public:
     ScopedUtf8Locale() noexcept {
-        if (locale_t utf8 = Utf8Locale()) {
+        // glibc converts narrow arguments of wide formats (and the reverse) through the thread's
+        // locale, which is "C" unless someone changed it.
+        if (locale_t utf8 = posix::Utf8CtypeLocale()) {
             m_previous = uselocale(utf8);
         }
     }

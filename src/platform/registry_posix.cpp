@@ -1,5 +1,6 @@
 #include "platform/registry.h"
 
+#include "platform/posix/utf8_locale.h"
 #include "platform/unique_resource.h"
 
 #include <fcntl.h>
@@ -46,7 +47,7 @@ wchar_t FoldChar(wchar_t c) {
     }
     // The process locale must not change what a name matches, so the fold uses a locale of its
     // own; without C.UTF-8 only ASCII folds.
-    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
+    const locale_t utf8 = posix::Utf8CtypeLocale();
     if (utf8 == static_cast<locale_t>(0)) {
         return c;
     }
