@@ -91,6 +91,9 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
         }
     }
 
+    // A node service that doesn't answer must not stop the start: the identity comes later.
+    _GetProductNodeData();
+
     if (!InitNxp()) {
         return kFailure;
     }
@@ -117,11 +120,15 @@ void NexiloAgent::UnInit() {
     m_settings.Release();
     m_evsink.Release();
 
-    // One use less whatever Init took: a start that failed before InitNxp leaves the count at -1,
+    DropCloudSession();
+    m_host = nullptr;
+}
+
+void NexiloAgent::DropCloudSession() {
+    m_nxpComm.reset();
+    // One use less whatever was taken: a start that failed before InitNxp leaves the count at -1,
     // and the library can then not be loaded again in this process.
     cloud::ReleaseProcessCloudClient();
-
-    m_host = nullptr;
 }
 
 void NexiloAgent::_ReadProductInfo(IComponentManager* manager) {

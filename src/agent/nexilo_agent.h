@@ -80,6 +80,11 @@ public:
     bool InitNxp();
     // Hands the cloud library's own log lines to the logger.
     static void NxpLogCallback(const std::wstring& text);
+    // Deletes the cloud session and drops one use of the cloud library, as UnInit does: the
+    // module's flat exports end their transient agent with it.
+    void DropCloudSession();
+    // Refreshes the identity from the node service; on failure the identity is emptied.
+    bool _GetProductNodeData();
 
     // What the agent holds, for the module's flat exports and for tests.
     cv::StringW AppId() const;

@@ -1,0 +1,25 @@
+// The identity from the account node service, read through its control tool.
+#include "agent/nexilo_agent.h"
+
+#include "diag/function_tracer.h"
+#include "process/node_tool.h"
+
+bool NexiloAgent::_GetProductNodeData() {
+    NX_TRACE_SCOPE(L"NexiloAgent::_GetProductNodeData");
+    std::lock_guard lock(m_lock);
+    std::wstring deviceId;
+    std::wstring userToken;
+    const bool found =
+        process::NodeToolClient(process::OwnToolFolder()).GetNexiloInfo(deviceId, userToken);
+    if (found) {
+        m_deviceId = deviceId.c_str();
+        m_userToken = userToken.c_str();
+    } else {
+        m_deviceId = L"";
+        m_userToken = L"";
+    }
+    NX_LOG_INFO(L"NexiloAgent::_GetProductNodeData",
+                L"user token [%s], device id [%s], app id [%s]", m_userToken.GetString(),
+                m_deviceId.GetString(), m_appId.GetString());
+    return found;
+}
