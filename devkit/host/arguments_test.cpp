@@ -24,6 +24,23 @@ TEST(ArgumentsTest, TakesOptionsThenSeveralCommands) {
     EXPECT_EQ(arguments.commands[2].operands.back(), "-1");
 }
 
+TEST(ArgumentsTest, TakesTheExportsCommandsWithTheirOperands) {
+    ParsedArguments parsed =
+        ParseHostArguments({"user", "status", "app", "-1", "add-app", "app", "My App", "2", "1.0",
+                            "remove-app", "app", "info", "", "field", "globalex", "anon_id"});
+    ASSERT_EQ(parsed.error, "");
+    const auto& commands = parsed.arguments.commands;
+    ASSERT_EQ(commands.size(), 6u);
+    EXPECT_TRUE(commands[0].operands.empty());
+    EXPECT_STREQ(commands[0].command->moduleExport, "GetNexiloInfo");
+    EXPECT_EQ(commands[1].operands, (std::vector<std::string>{"app", "-1"}));
+    EXPECT_STREQ(commands[2].command->moduleExport, "AddApp");
+    EXPECT_EQ(commands[2].operands.size(), 4u);
+    EXPECT_STREQ(commands[4].command->moduleExport, "GetInfo");
+    EXPECT_EQ(commands[5].operands, (std::vector<std::string>{"globalex", "anon_id"}));
+    EXPECT_EQ(FindCommand("ask")->moduleExport, nullptr);
+}
+
 TEST(ArgumentsTest, HelpNeedsNoCommand) {
     for (const auto& args :
          {std::vector<std::string>{"--help"}, {"-h"}, {"--module=x", "--help"}}) {
@@ -72,7 +89,14 @@ INSTANTIATE_TEST_SUITE_P(
                     BadArguments{{"wait", "-1"}, "whole number from 0 to 86400"},
                     BadArguments{{"wait", "86401"}, "whole number from 0 to 86400"},
                     BadArguments{{"wait", "1x"}, "whole number"},
-                    BadArguments{{"wait", "1", "ask", "s", "m"}, "ask needs 3 operands"}));
+                    BadArguments{{"wait", "1", "ask", "s", "m"}, "ask needs 3 operands"},
+                    BadArguments{{"status", "a"}, "status needs 2 operands: status APP N"},
+                    BadArguments{{"status", "a", "1.5"}, "status must be a whole number"},
+                    BadArguments{{"status", "a", ""}, "status must be a whole number"},
+                    BadArguments{{"status", "a", "+1"}, "status must be a whole number"},
+                    BadArguments{{"status", "a", "2147483648"}, "status must be a whole number"},
+                    BadArguments{{"add-app", "a", "n", "pending", "1"},
+                                 "add-app: the status must be a whole number"}));
 
 } // namespace
 } // namespace devkit::host

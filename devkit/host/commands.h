@@ -5,7 +5,8 @@
 // a bad operand stops the host before the module is loaded; its run prints one output line (a
 // JSON object with "command" naming it) and says whether it succeeded. Runs happen on the main
 // thread between Init and UnInit. A command for one of the module's flat exports finds the
-// export through the context's module handle; a command for the agent uses its INexiloAgent.
+// export through the context's module handle (export_commands.h); a command for the agent uses
+// its INexiloAgent.
 // Values that the agent hands back are made by the module's code and must be destroyed before
 // the command returns (they can't outlive the module).
 #pragma once
@@ -34,6 +35,9 @@ struct CommandSpec {
     std::string (*check)(const std::vector<std::string>& operands);
     // True when the command succeeded; prints its own line and its error messages.
     bool (*run)(CommandContext& context, const std::vector<std::string>& operands);
+    // The module's plain export that the command calls, or null for a command of the agent.
+    // The host looks it up before it creates the object, so a module without it starts nothing.
+    const char* moduleExport;
 };
 
 const std::vector<CommandSpec>& CommandTable();

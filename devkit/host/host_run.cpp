@@ -4,6 +4,7 @@
 #include "devkit/host/component_manager.h"
 #include "devkit/host/event_printer.h"
 #include "devkit/host/event_sink_plugin.h"
+#include "devkit/host/export_commands.h"
 #include "devkit/host/hk_settings_plugin.h"
 #include "devkit/host/host_paths.h"
 #include "devkit/host/product_info_plugin.h"
@@ -80,6 +81,14 @@ int RunSession(const HostArguments& arguments, const std::wstring& modulePath, I
                       ": it is no plug-in module");
         return kExitExportMissing;
     }
+    for (const CommandCall& call : arguments.commands) {
+        const char* name = call.command->moduleExport;
+        if (name != nullptr && platform::FindExport(loaded.module.get(), name).address == nullptr) {
+            console.Error("the module " + moduleText + " has no export " + name +
+                          ", which the command " + call.command->name + " calls");
+            return kExitExportMissing;
+        }
+    }
 
     const std::string objectName = Narrow(kNexiloAgentObjectName);
     void* made = nullptr;
@@ -117,6 +126,7 @@ int RunSession(const HostArguments& arguments, const std::wstring& modulePath, I
                       " (the agent's log tells why); no command was run");
         exitCode = kExitInitFailed;
     } else {
+        ShowIdentity(console, loaded.module.get());
         CommandContext context{console, loaded.module.get(), agent};
         for (const CommandCall& call : arguments.commands) {
             bool succeeded = false;
@@ -257,8 +267,11 @@ std::string HelpText(const std::string& defaultModuleName) {
            commands +
            "\n"
            "Output: one JSON object a line on standard output: {\"step\":\"init\",\"code\":N},\n"
-           "each command's result ({\"command\":\"ask\",\"code\":N,\"isError\":B,\"reply\":...}),\n"
-           "each event the agent fires ({\"event\":NAME,\"data\":...}) and {\"step\":\"uninit\"}.\n"
+           "the user the node service reports ({\"step\":\"identity\",\"user_token\":T,\n"
+           "\"device_id\":D} or {\"step\":\"identity\",\"found\":false}), each command's result\n"
+           "({\"command\":\"ask\",\"code\":N,\"isError\":B,\"reply\":...}; the commands of the\n"
+           "module's plain exports say {\"command\":NAME,...,\"ok\":B}), each event the agent\n"
+           "fires ({\"event\":NAME,\"data\":...}) and {\"step\":\"uninit\"}.\n"
            "Codes are signed (-1 for 0xFFFFFFFF). Messages go to standard error. Plugins or\n"
            "settings nodes that the agent didn't give back are named in warnings at the end.\n"
            "\n"
@@ -275,7 +288,7 @@ std::string HelpText(const std::string& defaultModuleName) {
            "  2  bad arguments\n"
            "  3  a host file in the dev kit home is broken (it is left untouched)\n"
            "  4  the module is missing or cannot be loaded\n"
-           "  5  the module lacks CvCreateObject or CvDestroyObject\n"
+           "  5  the module lacks CvCreateObject, CvDestroyObject or an export a command calls\n"
            "  6  the object cannot be created or lacks an interface\n"
            "  7  Init failed\n"
            "  8  the host itself failed\n";

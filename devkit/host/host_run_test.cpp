@@ -75,6 +75,7 @@ TEST_F(HostRunTest, StartsRunsAndStopsTheAgentInOrder) {
     EXPECT_EQ(outcome.lines,
               (std::vector<std::string>{
                   R"({"event":"fake_started","data":{"starts":1}})", R"({"step":"init","code":0})",
+                  R"({"step":"identity","user_token":"token","device_id":"device"})",
                   R"({"command":"ask","service":"fake/echo","method":"m","code":0,)"
                   R"("isError":false,"reply":{"a":[1,2.5],"s":"x"}})",
                   R"({"event":"fake_event","data":7})",
@@ -97,24 +98,24 @@ TEST_F(HostRunTest, KeepsSettingsAcrossRunsWithTheirTypes) {
              R"({"node": "/Fake", "key": "appId", "type": "int32"})", "ask", "fake/setting", "m",
              R"({"node": "/Fake", "key": "starts", "type": "int64"})"});
     ASSERT_EQ(outcome.code, kExitOk) << outcome.err;
-    ASSERT_EQ(outcome.lines.size(), 6u);
+    ASSERT_EQ(outcome.lines.size(), 7u);
     EXPECT_EQ(outcome.lines[0], R"({"event":"fake_started","data":{"starts":2}})");
-    EXPECT_NE(outcome.lines[2].find(R"("reply":"com.example.app")"), std::string::npos);
-    EXPECT_NE(outcome.lines[3].find(R"("reply":null)"), std::string::npos);
-    EXPECT_NE(outcome.lines[4].find(R"("reply":2)"), std::string::npos);
+    EXPECT_NE(outcome.lines[3].find(R"("reply":"com.example.app")"), std::string::npos);
+    EXPECT_NE(outcome.lines[4].find(R"("reply":null)"), std::string::npos);
+    EXPECT_NE(outcome.lines[5].find(R"("reply":2)"), std::string::npos);
 }
 
 TEST_F(HostRunTest, StopsAtTheFirstFailedCommandAndStillStopsTheAgent) {
     Outcome outcome = Run({"--module", FakeAgent(), "ask", "fake/error", "m", "{}", "ask",
                            "fake/fail", "m", "{}", "ask", "fake/echo", "m", "{}"});
     EXPECT_EQ(outcome.code, kExitCommandFailed);
-    ASSERT_EQ(outcome.lines.size(), 5u);
-    EXPECT_EQ(outcome.lines[2], R"({"command":"ask","service":"fake/error","method":"m",)"
+    ASSERT_EQ(outcome.lines.size(), 6u);
+    EXPECT_EQ(outcome.lines[3], R"({"command":"ask","service":"fake/error","method":"m",)"
                                 R"("code":0,"isError":true,)"
                                 R"("reply":{"code":5,"message":"later"}})");
-    EXPECT_EQ(outcome.lines[3], R"({"command":"ask","service":"fake/fail","method":"m",)"
+    EXPECT_EQ(outcome.lines[4], R"({"command":"ask","service":"fake/fail","method":"m",)"
                                 R"("code":-1,"isError":false,"reply":null})");
-    EXPECT_EQ(outcome.lines[4], R"({"step":"uninit"})");
+    EXPECT_EQ(outcome.lines[5], R"({"step":"uninit"})");
     EXPECT_NE(outcome.err.find("ask fake/fail m failed with -1"), std::string::npos) << outcome.err;
 }
 
@@ -188,6 +189,29 @@ TEST_F(HostRunTest, TellsEachModuleProblemByItsExitCode) {
     EXPECT_TRUE(outcome.lines.empty());
 }
 
+TEST_F(HostRunTest, AModuleWithoutACommandsExportStartsNothing) {
+    // The stand-in offers GetNexiloInfo alone of the plain exports.
+    Outcome outcome = Run({"--module", FakeAgent(), "user", "info", "com.example.app"});
+    EXPECT_EQ(outcome.code, kExitExportMissing);
+    EXPECT_TRUE(outcome.lines.empty());
+    EXPECT_NE(outcome.err.find("has no export GetInfo, which the command info calls"),
+              std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(ReadHostFile(SettingsFile(m_home.Path())), "") << "the object was never started";
+}
+
+TEST_F(HostRunTest, ShowsAMissingIdentityAndFailsTheUserCommand) {
+    ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT_REFUSE", L"identity"));
+    Outcome outcome = Run({"--module", FakeAgent(), "user", "wait", "0"});
+    EXPECT_EQ(outcome.code, kExitCommandFailed);
+    ASSERT_EQ(outcome.lines.size(), 5u);
+    EXPECT_EQ(outcome.lines[2], R"({"step":"identity","found":false})");
+    EXPECT_EQ(outcome.lines[3], R"({"command":"user","ok":false})");
+    EXPECT_EQ(outcome.lines[4], R"({"step":"uninit"})");
+    EXPECT_NE(outcome.err.find("user: GetNexiloInfo returned false"), std::string::npos)
+        << outcome.err;
+}
+
 TEST_F(HostRunTest, HelpAndBadArguments) {
     Outcome outcome = Run({"--help"});
     EXPECT_EQ(outcome.code, kExitOk);
@@ -195,11 +219,18 @@ TEST_F(HostRunTest, HelpAndBadArguments) {
     for (const std::string& line : outcome.lines) {
         help += line + "\n";
     }
-    for (const char* part : {"ask SERVICE METHOD JSON", "wait SECONDS", "--without PLUGIN",
-                             "NexiloAgent.so beside the host", "settings.json", "evsink.jsonl",
-                             "productinfo.json", "  7  Init failed"}) {
+    for (const char* part :
+         {"ask SERVICE METHOD JSON", "wait SECONDS", "user", "info APPID", "field KEY NAME",
+          "status APP N", "add-app APP NAME STATUS VERSION", "remove-app APP", "--without PLUGIN",
+          "NexiloAgent.so beside the host", "settings.json", "evsink.jsonl", "productinfo.json",
+          "  7  Init failed"}) {
         EXPECT_NE(help.find(part), std::string::npos) << part;
     }
+
+    outcome = Run({"status", "app", "enabled"});
+    EXPECT_EQ(outcome.code, kExitUsage);
+    EXPECT_NE(outcome.err.find("status: the status must be a whole number"), std::string::npos)
+        << outcome.err;
 
     outcome = Run({"ask", "s", "m", "{"});
     EXPECT_EQ(outcome.code, kExitUsage);

@@ -11,8 +11,11 @@
 // reads {"node", "key", "type"} from the settings (type string, int32, int64 or bool) and
 // answers the value, or null when the read is false. Anything else answers 1168.
 // The environment variable NEXILO_FAKE_AGENT_REFUSE makes the factory refuse: "create" refuses
-// the object, "agent" makes it offer no INexiloAgent.
+// the object, "agent" makes it offer no INexiloAgent; "identity" makes GetNexiloInfo false.
+// Of the plain exports only GetNexiloInfo is offered: it gives user token "token" and device id
+// "device", the identity the object hands to evsink.
 #include "nexilo/exports.h"
+#include "nexilo/flat_exports.h"
 #include "nexilo/hk_settings.h"
 #include "nexilo/host_interfaces.h"
 #include "nexilo/nexilo_agent_interface.h"
@@ -267,5 +270,15 @@ NEXILO_EXPORT void NEXILO_CALL CvDestroyObject(const wchar_t* name, ICvBaseInter
     }
 }
 
+NEXILO_EXPORT bool NEXILO_CALL GetNexiloInfo(cv::StringW& deviceId, cv::StringW& userToken) {
+    if (Refuses(L"identity")) {
+        return false;
+    }
+    deviceId = L"device";
+    userToken = L"token";
+    return true;
+}
+
 static_assert(std::is_same_v<decltype(&CvCreateObject), CvCreateObjectFn>);
 static_assert(std::is_same_v<decltype(&CvDestroyObject), CvDestroyObjectFn>);
+static_assert(std::is_same_v<decltype(&GetNexiloInfo), GetNexiloInfoFn>);
