@@ -19,6 +19,9 @@ bool IsDigit(CharT ch) {
 template <class CharT>
 std::basic_string<CharT> Translate(std::basic_string_view<CharT> format, bool wideFormat) {
     using String = std::basic_string<CharT>;
+    using View = std::basic_string_view<CharT>;
+    static constexpr CharT kLongLong[] = {'l', 'l'};
+    static constexpr CharT kSizeT[] = {'z'};
     String out;
     out.reserve(format.size() + 8);
     std::size_t i = 0;
@@ -66,7 +69,7 @@ std::basic_string<CharT> Translate(std::basic_string_view<CharT> format, bool wi
 
         // Length modifiers: the width of s and c, or an integer size.
         Width width = Width::kDefault;
-        String size;
+        View size;
         std::size_t modStart = i;
         if (i < n) {
             switch (format[i]) {
@@ -98,11 +101,11 @@ std::basic_string<CharT> Translate(std::basic_string_view<CharT> format, bool wi
                     ++i;
                     if (i + 1 < n && format[i] == '6' && format[i + 1] == '4') {
                         i += 2;
-                        size = {'l', 'l'};
+                        size = View(kLongLong, 2);
                     } else if (i + 1 < n && format[i] == '3' && format[i + 1] == '2') {
                         i += 2;
                     } else {
-                        size = {'z'};
+                        size = View(kSizeT, 1);
                     }
                     break;
                 case 'L':
