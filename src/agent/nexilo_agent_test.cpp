@@ -2,6 +2,7 @@
 
 #include "agent/testing/fake_host.h"
 #include "cloud/cloud_client_table.h"
+#include "diag/log_binding.h"
 #include "platform/environment.h"
 #include "platform/registry_sandbox.h"
 #include "platform/testing/temp_dir.h"
@@ -195,6 +196,44 @@ TEST_F(AgentTest, AskTravelsThroughTheCloudLibraryAndBack) {
     EXPECT_THAT(recorded, HasSubstr(R"(\"id\": 2)"));
     EXPECT_THAT(recorded, HasSubstr(R"(\"lang\": \"en\")"));
     EXPECT_THAT(recorded, HasSubstr(R"(\"app_id\": \"com.corvane.basicshield\")"));
+}
+
+TEST_F(AgentTest, TheIdentityComesFromTheNodeServiceAndIsEmptiedWhenItIsGone) {
+    std::filesystem::create_directories(m_home.Path() / "node");
+    std::ofstream(m_home.Path() / "node" / "state.json", std::ios::binary)
+        << R"({"user": {"user_token": "T1", "device_id": "D1"}})";
+    NexiloAgent agent;
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    EXPECT_STREQ(agent.UserToken().GetString(), L"T1");
+    EXPECT_STREQ(agent.DeviceId().GetString(), L"D1");
+
+    std::filesystem::remove(m_home.Path() / "node" / "state.json");
+    EXPECT_FALSE(agent._GetProductNodeData());
+    EXPECT_STREQ(agent.UserToken().GetString(), L"");
+    EXPECT_STREQ(agent.DeviceId().GetString(), L"");
+    agent.UnInit();
+}
+
+TEST_F(AgentTest, TheCloudLibrarysLinesAreLoggedWithoutTheirLastLineFeed) {
+    const std::wstring file = m_home.File(L"agent.log");
+    ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_TRACELOG_FILE", file.c_str()));
+    {
+        logging::LogHandle logger;
+        ASSERT_NE(logger.Acquire(), nullptr);
+        NexiloAgent::NxpLogCallback(L"[Cloudcomm][Log::LogInfo][23] failed with code 5\n");
+        NexiloAgent::NxpLogCallback(L"first\nsecond");
+        NexiloAgent::NxpLogCallback(L"whole");
+    }
+    platform::WriteEnvironmentVariable(L"NEXILO_TRACELOG_FILE", nullptr);
+    std::ifstream in(std::filesystem::path(file), std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    EXPECT_THAT(text.str(), HasSubstr("NexiloAgent::NxpLogCallback: NxpLogCallback: "
+                                      "[Cloudcomm][Log::LogInfo][23] failed with code 5\n"));
+    EXPECT_THAT(text.str(), testing::Not(HasSubstr("code 5\n\n")));
+    EXPECT_THAT(text.str(), HasSubstr("NxpLogCallback: first\n"));
+    EXPECT_THAT(text.str(), testing::Not(HasSubstr("second")));
+    EXPECT_THAT(text.str(), HasSubstr("NxpLogCallback: whole\n"));
 }
 
 TEST_F(AgentTest, SubscribersAreAddedOnceAndRemovedOnce) {
