@@ -13,12 +13,10 @@
 namespace platform {
 namespace {
 
+// The bytes of a file without carriage returns, which text mode adds on Windows.
 std::string ReadBytes(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::string WithoutCarriageReturns(std::string text) {
+    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
     return text;
 }
@@ -30,25 +28,18 @@ void WriteText(const std::wstring& path, const std::string& text) {
     EXPECT_EQ(FlushToDisk(opened.file.get()), kErrorSuccess);
 }
 
-TEST(FileUtilTest, TextWrittenReadsBackLineForLine) {
+TEST(FileUtilTest, TextWrittenOverAnOldFileReadsBackLineForLine) {
     testing::TempDir dir;
     const std::wstring path = dir.File(L"text \u00e9.txt");
+    WriteText(path, "a long first text\n");
     WriteText(path, "one\ntwo\n");
-    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / u8"text \u00e9.txt")), "one\ntwo\n");
+    EXPECT_EQ(ReadBytes(dir.Path() / u8"text \u00e9.txt"), "one\ntwo\n");
 
     OpenFileResult opened = OpenTextFile(path.c_str(), TextFileMode::kRead);
     ASSERT_EQ(opened.error, kErrorSuccess);
     char buffer[32] = {};
     std::size_t read = std::fread(buffer, 1, sizeof buffer, opened.file.get());
     EXPECT_EQ(std::string(buffer, read), "one\ntwo\n"); // text mode undoes CR LF where it adds it
-}
-
-TEST(FileUtilTest, WritingTruncatesAnOldFile) {
-    testing::TempDir dir;
-    const std::wstring path = dir.File(L"f.txt");
-    WriteText(path, "a long first text\n");
-    WriteText(path, "short\n");
-    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / "f.txt")), "short\n");
 }
 
 TEST(FileUtilTest, ReadingOnlyOpensRegularFiles) {
@@ -63,27 +54,22 @@ TEST(FileUtilTest, ReadingOnlyOpensRegularFiles) {
               kErrorSuccess);
 }
 
-TEST(FileUtilTest, ReplaceSwapsInTheNewFile) {
+TEST(FileUtilTest, ReplaceSwapsInTheNewFileOrLeavesBothInPlace) {
     testing::TempDir dir;
-    const std::wstring target = dir.File(L"target");
-    const std::wstring source = dir.File(L"source");
-    WriteText(target, "old\n");
-    WriteText(source, "new\n");
-    ASSERT_EQ(ReplaceFileAtomically(source.c_str(), target.c_str()), kErrorSuccess);
-    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / "target")), "new\n");
+    WriteText(dir.File(L"target"), "old\n");
+    WriteText(dir.File(L"source"), "new\n");
+    ASSERT_EQ(ReplaceFileAtomically(dir.File(L"source").c_str(), dir.File(L"target").c_str()),
+              kErrorSuccess);
+    EXPECT_EQ(ReadBytes(dir.Path() / "target"), "new\n");
     EXPECT_FALSE(std::filesystem::exists(dir.Path() / "source"));
-}
 
-TEST(FileUtilTest, FailedReplaceLeavesBothInPlace) {
-    testing::TempDir dir;
-    const std::wstring source = dir.File(L"source");
-    const std::wstring target = dir.File(L"target");
-    WriteText(source, "new\n");
     // A non-empty directory cannot be replaced by a file on any system, even by root.
-    std::filesystem::create_directories(dir.Path() / "target" / "inner");
-    EXPECT_NE(ReplaceFileAtomically(source.c_str(), target.c_str()), kErrorSuccess);
-    EXPECT_TRUE(std::filesystem::is_directory(dir.Path() / "target" / "inner"));
-    EXPECT_EQ(WithoutCarriageReturns(ReadBytes(dir.Path() / "source")), "new\n");
+    WriteText(dir.File(L"source"), "newer\n");
+    std::filesystem::create_directories(dir.Path() / "folder" / "inner");
+    EXPECT_NE(ReplaceFileAtomically(dir.File(L"source").c_str(), dir.File(L"folder").c_str()),
+              kErrorSuccess);
+    EXPECT_TRUE(std::filesystem::is_directory(dir.Path() / "folder" / "inner"));
+    EXPECT_EQ(ReadBytes(dir.Path() / "source"), "newer\n");
 }
 
 } // namespace

@@ -21,52 +21,34 @@ struct RecordingTraits {
 };
 using Recorded = UniqueResource<RecordingTraits>;
 
-class UniqueResourceTest : public ::testing::Test {
-protected:
-    void SetUp() override { g_closed.clear(); }
-};
+static_assert(!std::is_copy_constructible_v<Recorded>);
+static_assert(!std::is_convertible_v<Recorded, int>);
+static_assert(!std::is_convertible_v<int, Recorded>);
 
-TEST_F(UniqueResourceTest, ClosesOnceOnEveryWayOut) {
+TEST(UniqueResourceTest, ClosesOnceOnEveryWayOutAndKeepsErrno) {
+    g_closed.clear();
+    errno = ENOENT;
     {
         Recorded a(1);
         Recorded b(std::move(a));
         EXPECT_FALSE(a);
-        EXPECT_TRUE(b);
         Recorded c(3);
         c = std::move(b); // closes 3, takes 1
-        EXPECT_EQ(g_closed, std::vector<int>{3});
         c = std::move(c); // self-move keeps the value
         EXPECT_EQ(c.get(), 1);
+        Recorded d(4);
+        *d.put() = 5; // closes 4
+        EXPECT_EQ(d.get(), 5);
+        d.reset(6); // closes 5
+        Recorded e(7);
+        EXPECT_EQ(e.release(), 7);
+        EXPECT_FALSE(e);
     }
-    EXPECT_EQ(g_closed, (std::vector<int>{3, 1}));
-}
-
-TEST_F(UniqueResourceTest, ReleaseGivesUpWithoutClosing) {
-    Recorded a(7);
-    EXPECT_EQ(a.release(), 7);
-    EXPECT_FALSE(a);
-    a.reset();
-    EXPECT_TRUE(g_closed.empty());
-}
-
-TEST_F(UniqueResourceTest, PutClosesTheOldValueAndExposesTheSlot) {
-    Recorded a(4);
-    *a.put() = 5;
-    EXPECT_EQ(g_closed, std::vector<int>{4});
-    EXPECT_EQ(a.get(), 5);
-}
-
-TEST_F(UniqueResourceTest, ClosingKeepsErrno) {
-    errno = ENOENT;
-    {
-        Recorded a(1);
-        a.reset(2);
-    }
-    EXPECT_EQ(g_closed.size(), 2u);
+    EXPECT_EQ(g_closed, (std::vector<int>{3, 4, 5, 6, 1}));
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(UniqueResourceTest, ScopeExitRunsUnlessDismissedAndKeepsErrno) {
+TEST(UniqueResourceTest, ScopeExitRunsUnlessDismissedAndKeepsErrno) {
     int runs = 0;
     errno = EACCES;
     {
@@ -75,19 +57,12 @@ TEST_F(UniqueResourceTest, ScopeExitRunsUnlessDismissedAndKeepsErrno) {
             errno = EINVAL;
         });
         auto moved = std::move(guard); // only the new owner runs
+        auto dismissed = MakeScopeExit([&] { runs += 10; });
+        dismissed.Dismiss();
     }
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(errno, EACCES);
-    {
-        auto guard = MakeScopeExit([&] { ++runs; });
-        guard.Dismiss();
-    }
-    EXPECT_EQ(runs, 1);
 }
-
-static_assert(!std::is_copy_constructible_v<Recorded>);
-static_assert(!std::is_convertible_v<Recorded, int>);
-static_assert(!std::is_convertible_v<int, Recorded>);
 
 } // namespace
 } // namespace platform

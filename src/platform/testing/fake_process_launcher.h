@@ -32,14 +32,10 @@ public:
     StartResult Start(const ChildStart& start) override {
         starts.push_back(start);
         calls.push_back("start");
-        StartResult result;
         if (script.startError != kErrorSuccess) {
-            result.error = script.startError;
-            result.failedStep = script.failedStep;
-            return result;
+            return StartResult{nullptr, script.startError, script.failedStep};
         }
-        result.child = std::make_unique<Child>(*this);
-        return result;
+        return StartResult{std::make_unique<Child>(*this)};
     }
 
 private:
@@ -49,32 +45,29 @@ private:
         ~Child() override { m_owner.calls.push_back("close"); }
 
         std::uint32_t Id() const noexcept override { return 4242; }
-        ErrorCode Wait() noexcept override {
-            m_owner.calls.push_back("wait");
-            return m_owner.script.waitError;
-        }
+        ErrorCode Wait() noexcept override { return Note("wait", m_owner.script.waitError); }
         ErrorCode GetExitCode(std::uint32_t& exitCode) noexcept override {
-            m_owner.calls.push_back("exit code");
-            if (m_owner.script.exitCodeError != kErrorSuccess) {
-                return m_owner.script.exitCodeError;
+            if (m_owner.script.exitCodeError == kErrorSuccess) {
+                exitCode = m_owner.script.exitCode;
             }
-            exitCode = m_owner.script.exitCode;
-            return kErrorSuccess;
+            return Note("exit code", m_owner.script.exitCodeError);
         }
         ErrorCode Terminate(std::uint32_t exitCode) noexcept override {
-            m_owner.calls.push_back("terminate " + std::to_string(exitCode));
-            return kErrorSuccess;
+            return Note("terminate " + std::to_string(exitCode), kErrorSuccess);
         }
         ErrorCode ReadOutputOnce(std::string& bytes) override {
-            m_owner.calls.push_back("read");
-            if (m_owner.script.readError != kErrorSuccess) {
-                return m_owner.script.readError;
+            if (m_owner.script.readError == kErrorSuccess) {
+                bytes = m_owner.script.output.substr(0, kOutputReadLimit);
             }
-            bytes = m_owner.script.output.substr(0, kOutputReadLimit);
-            return kErrorSuccess;
+            return Note("read", m_owner.script.readError);
         }
 
     private:
+        ErrorCode Note(std::string call, ErrorCode result) {
+            m_owner.calls.push_back(std::move(call));
+            return result;
+        }
+
         FakeProcessLauncher& m_owner;
     };
 };
