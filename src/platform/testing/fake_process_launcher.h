@@ -19,7 +19,7 @@ struct FakeChildScript {
     ErrorCode exitCodeError = kErrorSuccess;
     std::uint32_t exitCode = 0;
     ErrorCode readError = kErrorSuccess;
-    std::string output;
+    std::string output{}; // braced, so that GCC lets designated initializers leave it out
 };
 
 class FakeProcessLauncher final : public ProcessLauncher {
