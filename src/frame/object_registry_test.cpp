@@ -8,34 +8,27 @@
 
 namespace {
 
-constexpr CvIid kIidWidget{{1, 2, 3, 4}};
-constexpr CvIid kIidGadget{{5, 6, 7, 8}};
-
 int g_alive = 0;
 bool g_throwOnConstruction = false;
 
-class Widget : public ICvBaseInterface {
+// Classes told apart by the last word of their identifier.
+template <std::uint32_t Tag>
+class Thing : public ICvBaseInterface {
 public:
-    Widget() {
+    static constexpr CvIid kIid{{1, 2, 3, Tag}};
+    Thing() {
         if (g_throwOnConstruction) {
             throw std::runtime_error("refused");
         }
         ++g_alive;
     }
-    virtual ~Widget() { --g_alive; }
+    virtual ~Thing() { --g_alive; }
     void* QueryInterface(CvIid iid) override {
-        return iid == kIidCvBaseInterface || iid == kIidWidget ? this : nullptr;
+        return iid == kIidCvBaseInterface || iid == kIid ? this : nullptr;
     }
 };
-
-class Gadget : public ICvBaseInterface {
-public:
-    Gadget() { ++g_alive; }
-    virtual ~Gadget() { --g_alive; }
-    void* QueryInterface(CvIid iid) override {
-        return iid == kIidCvBaseInterface || iid == kIidGadget ? this : nullptr;
-    }
-};
+using Widget = Thing<1>;
+using Gadget = Thing<2>;
 
 class ObjectRegistryTest : public ::testing::Test {
 protected:
@@ -50,34 +43,29 @@ protected:
     }
 };
 
-TEST_F(ObjectRegistryTest, MakesAndDestroysByName) {
-    ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
-    void* object = nullptr;
-    ASSERT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), 0u);
-    ASSERT_NE(object, nullptr);
-    EXPECT_EQ(g_alive, 1);
-    DestroyExportedObject(L"Test.Widget", static_cast<Widget*>(object));
-    EXPECT_EQ(g_alive, 0);
-}
-
 TEST_F(ObjectRegistryTest, UnknownNamesAndRefusedIdentifiersLeaveNothingBehind) {
+    void* object = nullptr;
+    // Without declarations a call makes a registry for itself and drops it again.
+    EXPECT_EQ(CreateExportedObject(L"Test.Widget", Widget::kIid, &object),
+              platform::kErrorNotFound);
+    EXPECT_EQ(g_objectRegistryHolder.Instance(), nullptr);
     ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
-    void* object = reinterpret_cast<void*>(1);
-    EXPECT_EQ(CreateExportedObject(L"Test.Nothing", kIidWidget, &object), platform::kErrorNotFound);
-    EXPECT_EQ(object, nullptr);
-    EXPECT_EQ(CreateExportedObject(nullptr, kIidWidget, &object), platform::kErrorNotFound);
-
     object = reinterpret_cast<void*>(1);
-    EXPECT_EQ(CreateExportedObject(L"Test.Widget", kIidGadget, &object), platform::kErrorNotFound);
+    EXPECT_EQ(CreateExportedObject(L"Test.Nothing", Widget::kIid, &object),
+              platform::kErrorNotFound);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(CreateExportedObject(nullptr, Widget::kIid, &object), platform::kErrorNotFound);
+    object = reinterpret_cast<void*>(1);
+    EXPECT_EQ(CreateExportedObject(L"Test.Widget", Gadget::kIid, &object),
+              platform::kErrorNotFound);
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(g_alive, 0) << "the refused object was destroyed";
-
-    EXPECT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, nullptr),
+    EXPECT_EQ(CreateExportedObject(L"Test.Widget", Widget::kIid, nullptr),
               platform::kErrorInvalidParameter);
     EXPECT_EQ(g_alive, 0);
 }
 
-TEST_F(ObjectRegistryTest, DestroyIgnoresUnknownNamesAndOtherClasses) {
+TEST_F(ObjectRegistryTest, DestroysOnlyByTheNameOfTheObjectsClass) {
     ExportedObjectDeclaration<Widget> widgets(L"Test.Widget");
     ExportedObjectDeclaration<Gadget> gadgets(L"Test.Gadget");
     void* widget = nullptr;
@@ -86,54 +74,39 @@ TEST_F(ObjectRegistryTest, DestroyIgnoresUnknownNamesAndOtherClasses) {
     ASSERT_EQ(CreateExportedObject(L"Test.Gadget", kIidCvBaseInterface, &gadget), 0u);
     auto* widgetBase = static_cast<ICvBaseInterface*>(widget);
     auto* gadgetBase = static_cast<ICvBaseInterface*>(gadget);
-
     DestroyExportedObject(L"Test.Unknown", widgetBase);
     DestroyExportedObject(L"Test.Widget", gadgetBase);
     EXPECT_EQ(g_alive, 2);
-
     DestroyExportedObject(L"Test.Widget", widgetBase);
     DestroyExportedObject(L"Test.Gadget", gadgetBase);
     EXPECT_EQ(g_alive, 0);
 }
 
-TEST_F(ObjectRegistryTest, TheFirstDeclarationOfANameStays) {
+TEST_F(ObjectRegistryTest, TheFirstDeclarationOfANameStaysAndEachHoldsTheRegistry) {
     ExportedObjectDeclaration<Widget> first(L"Test.Shared");
     void* object = nullptr;
     {
         ExportedObjectDeclaration<Gadget> second(L"Test.Shared");
         EXPECT_EQ(g_objectRegistryHolder.Count(), 2) << "one reference per declaration";
-        ASSERT_EQ(CreateExportedObject(L"Test.Shared", kIidWidget, &object), 0u);
+        ASSERT_EQ(CreateExportedObject(L"Test.Shared", Widget::kIid, &object), 0u);
+        EXPECT_EQ(g_objectRegistryHolder.Count(), 2) << "a call holds it only for its length";
         DestroyExportedObject(L"Test.Shared", static_cast<Widget*>(object));
-        EXPECT_EQ(CreateExportedObject(L"Test.Shared", kIidGadget, &object),
+        EXPECT_EQ(CreateExportedObject(L"Test.Shared", Gadget::kIid, &object),
                   platform::kErrorNotFound);
     }
     // Unloading a declaration erases every entry of its name, the first one's too.
     EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
-    EXPECT_EQ(CreateExportedObject(L"Test.Shared", kIidWidget, &object), platform::kErrorNotFound);
-}
-
-TEST_F(ObjectRegistryTest, ACallHoldsTheRegistryOnlyForItsLength) {
-    {
-        ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
-        EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
-        void* object = nullptr;
-        ASSERT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), 0u);
-        EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
-        DestroyExportedObject(L"Test.Widget", static_cast<Widget*>(object));
-        EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
-    }
-    // Without declarations a call makes a registry for itself and drops it again.
-    void* object = nullptr;
-    EXPECT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), platform::kErrorNotFound);
+    EXPECT_EQ(CreateExportedObject(L"Test.Shared", Widget::kIid, &object),
+              platform::kErrorNotFound);
 }
 
 TEST_F(ObjectRegistryTest, AConstructorFailureLeavesThroughTheCallAndUnlocks) {
     ExportedObjectDeclaration<Widget> declaration(L"Test.Widget");
     void* object = nullptr;
     g_throwOnConstruction = true;
-    EXPECT_THROW(CreateExportedObject(L"Test.Widget", kIidWidget, &object), std::runtime_error);
+    EXPECT_THROW(CreateExportedObject(L"Test.Widget", Widget::kIid, &object), std::runtime_error);
     g_throwOnConstruction = false;
-    ASSERT_EQ(CreateExportedObject(L"Test.Widget", kIidWidget, &object), 0u);
+    ASSERT_EQ(CreateExportedObject(L"Test.Widget", Widget::kIid, &object), 0u);
     DestroyExportedObject(L"Test.Widget", static_cast<Widget*>(object));
 }
 

@@ -1,29 +1,22 @@
 #include "frame/sync_rw_lock.h"
 
+#include "frame/testing/threads.h"
+
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <latch>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
 
-// Waits for a condition other threads make true; false only in a broken build.
-bool WaitFor(const std::function<bool()>& condition) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
-}
+using frame_testing::WaitFor;
 
+// What threads did, in order.
 class Journal {
 public:
     void Add(const std::string& entry) {
@@ -46,100 +39,58 @@ bool IsFree(CSyncRWLock& lock) {
            state.waitingWriters == 0 && state.writerThread == 0;
 }
 
-TEST(CSyncRWLockTest, AWaitingWriterHoldsBackNewReadersButNotARereadingOne) {
+// Starts a thread that takes one side of the lock, notes `entry`, does `inside` and gives the
+// side back, and returns once that thread waits for the lock.
+std::thread Waiter(
+    CSyncRWLock& lock, Journal& journal, bool write, std::string entry,
+    std::function<void()> inside = [] {}) {
+    const CSyncRWLock::State before = lock.Snapshot();
+    std::thread thread([&lock, &journal, write, entry, inside] {
+        write ? lock.LockWrite(0) : lock.LockRead(0);
+        journal.Add(entry);
+        inside();
+        write ? lock.UnlockWrite(0) : lock.UnlockRead(0);
+    });
+    EXPECT_TRUE(WaitFor([&] {
+        CSyncRWLock::State now = lock.Snapshot();
+        return write ? now.waitingWriters > before.waitingWriters
+                     : now.waitingReaders > before.waitingReaders;
+    }));
+    return thread;
+}
+
+TEST(CSyncRWLockTest, AWaitingWriterGoesFirstThenEveryWaitingReaderAtOnce) {
     CSyncRWLock lock;
     Journal journal;
-    lock.LockRead(0); // reader A: this thread
-
-    std::thread writer([&] {
-        lock.LockWrite(0);
-        journal.Add("W");
-        lock.UnlockWrite(0);
-    });
-    ASSERT_TRUE(WaitFor([&] { return lock.Snapshot().waitingWriters == 1; }));
-
-    std::thread readerB([&] {
-        lock.LockRead(0);
-        journal.Add("B");
-        lock.UnlockRead(0);
-    });
-    ASSERT_TRUE(WaitFor([&] { return lock.Snapshot().waitingReaders == 1; }));
-
-    lock.LockRead(0); // A again: gets in at once despite the waiting writer
+    std::latch bothReadersIn(2);
+    lock.LockRead(0);
+    std::thread writer = Waiter(lock, journal, true, "W");
+    std::thread readers[] = {
+        Waiter(lock, journal, false, "R", [&] { bothReadersIn.arrive_and_wait(); }),
+        Waiter(lock, journal, false, "R", [&] { bothReadersIn.arrive_and_wait(); })};
+    lock.LockRead(0); // this thread reads again: in at once despite the waiting writer
     journal.Add("A");
     lock.UnlockRead(0);
-    EXPECT_EQ(journal.Entries().size(), 1u) << "W and B still wait";
     lock.UnlockRead(0);
-
     writer.join();
-    readerB.join();
-    EXPECT_EQ(journal.Entries(), (std::vector<std::string>{"A", "W", "B"}));
+    for (std::thread& reader : readers) {
+        reader.join(); // both read at the same time, or this never returns
+    }
+    EXPECT_EQ(journal.Entries(), (std::vector<std::string>{"A", "W", "R", "R"}));
     EXPECT_TRUE(IsFree(lock));
 }
 
-TEST(CSyncRWLockTest, TheWriterMayReadAndUnlockInEitherOrder) {
+TEST(CSyncRWLockTest, TheWriterMayTakeBothSidesAgainAndGiveThemBackInAnyOrder) {
     CSyncRWLock lock;
     lock.LockWrite(0);
+    lock.LockWrite(0);
     lock.LockRead(0);
+    lock.UnlockWrite(0);
     lock.UnlockWrite(0);
     EXPECT_FALSE(IsFree(lock)) << "still held by the writer's read";
     lock.UnlockRead(0);
     EXPECT_TRUE(IsFree(lock));
-
-    lock.LockWrite(0);
-    lock.LockWrite(0);
-    lock.LockRead(0);
-    lock.UnlockRead(0);
-    lock.UnlockWrite(0);
-    EXPECT_FALSE(IsFree(lock));
-    lock.UnlockWrite(0);
-    EXPECT_TRUE(IsFree(lock));
-}
-
-TEST(CSyncRWLockTest, ReleaseHandsTheLockToEveryWaitingReaderAtOnce) {
-    CSyncRWLock lock;
-    lock.LockWrite(0);
-    std::latch bothIn(2);
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 2; ++i) {
-        readers.emplace_back([&] {
-            lock.LockRead(0);
-            bothIn.arrive_and_wait(); // both read at the same time, or this never returns
-            lock.UnlockRead(0);
-        });
-    }
-    ASSERT_TRUE(WaitFor([&] { return lock.Snapshot().waitingReaders == 2; }));
-    lock.UnlockWrite(0);
-    for (std::thread& reader : readers) {
-        reader.join();
-    }
-    EXPECT_TRUE(IsFree(lock));
-}
-
-TEST(CSyncRWLockTest, AWaitingWriterGoesBeforeReadersThatCameLater) {
-    CSyncRWLock lock;
-    Journal journal;
-    lock.LockWrite(0);
-    std::thread writer([&] {
-        lock.LockWrite(0);
-        journal.Add("W2");
-        lock.UnlockWrite(0);
-    });
-    ASSERT_TRUE(WaitFor([&] { return lock.Snapshot().waitingWriters == 1; }));
-    std::thread reader([&] {
-        lock.LockRead(0);
-        journal.Add("R");
-        lock.UnlockRead(0);
-    });
-    ASSERT_TRUE(WaitFor([&] { return lock.Snapshot().waitingReaders == 1; }));
-    lock.UnlockWrite(0);
-    writer.join();
-    reader.join();
-    EXPECT_EQ(journal.Entries(), (std::vector<std::string>{"W2", "R"}));
-}
-
-TEST(CSyncRWLockTest, ExplicitThreadIdsNameTheHolder) {
-    CSyncRWLock lock;
+    // An explicit thread id names the holder, whichever thread gives it back.
     lock.LockRead(42);
     std::thread([&] { lock.UnlockRead(42); }).join();
     EXPECT_TRUE(IsFree(lock));
@@ -147,39 +98,23 @@ TEST(CSyncRWLockTest, ExplicitThreadIdsNameTheHolder) {
 
 TEST(CSyncRWLockDeathTest, MisuseEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(
-        {
-            CSyncRWLock lock;
-            lock.UnlockRead(0);
-        },
-        "read unlocked");
-    EXPECT_DEATH(
-        {
-            CSyncRWLock lock;
-            lock.LockRead(7);
-            lock.UnlockRead(8);
-        },
-        "read unlocked");
-    EXPECT_DEATH(
-        {
-            CSyncRWLock lock;
-            lock.UnlockWrite(0);
-        },
-        "write unlocked");
-    EXPECT_DEATH(
-        {
-            CSyncRWLock lock;
-            lock.LockWrite(7);
-            lock.UnlockWrite(8);
-        },
-        "write unlocked");
-    EXPECT_DEATH(
-        {
-            CSyncRWLock lock;
-            lock.LockRead(0);
-            lock.LockWrite(0);
-        },
-        "write asked for by a thread that reads");
+    using Call = void (CSyncRWLock::*)(std::uint32_t);
+    // What thread 7 holds, if anything, and the call that misuses the lock.
+    const std::tuple<Call, Call, std::uint32_t, const char*> misuses[] = {
+        {nullptr, &CSyncRWLock::UnlockRead, 7, "read unlocked"},
+        {&CSyncRWLock::LockRead, &CSyncRWLock::UnlockRead, 8, "read unlocked"},
+        {nullptr, &CSyncRWLock::UnlockWrite, 7, "write unlocked"},
+        {&CSyncRWLock::LockWrite, &CSyncRWLock::UnlockWrite, 8, "write unlocked"},
+        {&CSyncRWLock::LockRead, &CSyncRWLock::LockWrite, 7,
+         "write asked for by a thread that reads"},
+    };
+    for (const auto& [held, misuse, thread, message] : misuses) {
+        CSyncRWLock lock;
+        if (held != nullptr) {
+            (lock.*held)(7);
+        }
+        EXPECT_DEATH((lock.*misuse)(thread), message);
+    }
 }
 
 } // namespace
