@@ -10,7 +10,6 @@ namespace logging {
 namespace {
 
 using testing::HeldLog;
-using testing::ReadLines;
 using testing::Tail;
 
 std::uint32_t g_now = 0;
@@ -32,17 +31,12 @@ TEST_F(FunctionTracerTest, CutsLongNamesToTheirBuffers) {
         EXPECT_EQ(std::wstring(tracer.Label()), std::wstring(257, L'n') + L"()");
         EXPECT_EQ(std::wstring(tracer.Name()), std::wstring(259, L'n'));
     }
-    {
-        FunctionTracer tracer(L"Short::Name");
-        EXPECT_EQ(std::wstring(tracer.Label()), L"Short::Name()");
-        EXPECT_EQ(std::wstring(tracer.Name()), L"Short::Name");
-    }
     std::vector<std::string> lines = log.Lines();
-    ASSERT_EQ(lines.size(), 4u);
+    ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(Tail(lines[0]), std::string(259, 'n') + ": -> " + std::string(257, 'n') + "()");
 }
 
-TEST_F(FunctionTracerTest, WritesEntryAndExitAroundTheScopeWithItsDepth) {
+TEST_F(FunctionTracerTest, WritesEntryAndExitAroundTheScopeWithDepthAndElapsedTime) {
     HeldLog log;
     g_now = 1000;
     {
@@ -50,23 +44,17 @@ TEST_F(FunctionTracerTest, WritesEntryAndExitAroundTheScopeWithItsDepth) {
         NX_LOG_INFO(L"Agent::Init", L"inside");
         g_now = 1250;
     }
-    std::vector<std::string> lines = log.Lines();
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(Tail(lines[0]), "Agent::Init: -> Agent::Init()");
-    EXPECT_EQ(Tail(lines[1]), "..Agent::Init: inside");
-    EXPECT_EQ(Tail(lines[2]), "Agent::Init: <- Agent::Init() [250]");
-}
-
-TEST_F(FunctionTracerTest, ElapsedTimeIsRightAcrossTheClockWrap) {
-    HeldLog log;
     g_now = 0xFFFFFFF0u;
     {
         FunctionTracer tracer(L"Wrap");
-        g_now = 0x10;
+        g_now = 0x10; // the 32-bit clock wrapped
     }
     std::vector<std::string> lines = log.Lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(Tail(lines[1]), "Wrap: <- Wrap() [32]");
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(Tail(lines[0]), "Agent::Init: -> Agent::Init()");
+    EXPECT_EQ(Tail(lines[1]), "..Agent::Init: inside");
+    EXPECT_EQ(Tail(lines[2]), "Agent::Init: <- Agent::Init() [250]");
+    EXPECT_EQ(Tail(lines[4]), "Wrap: <- Wrap() [32]");
 }
 
 TEST_F(FunctionTracerTest, WritesWithoutAnyHolder) {
@@ -80,7 +68,7 @@ TEST_F(FunctionTracerTest, WritesWithoutAnyHolder) {
     }
     platform::WriteEnvironmentVariable(L"NEXILO_TRACELOG_FILE", nullptr);
     EXPECT_FALSE(IsLoggerHeld());
-    std::vector<std::string> lines = ReadLines(path);
+    std::vector<std::string> lines = testing::ReadLines(path);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(Tail(lines[0]), "Unheld: -> Unheld()");
     EXPECT_EQ(Tail(lines[1]), "Unheld: <- Unheld() [0]");
