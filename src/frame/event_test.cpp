@@ -44,42 +44,34 @@ public:
     void* m_record = nullptr;
 };
 
-class EventTest : public ::testing::Test {
-protected:
-    bool LockIsFree() {
-        CSyncRWLock::State state = m_subscribers.Snapshot();
-        return state.activeReaders == 0 && state.activeWriters == 0;
-    }
-
-    SynchronyzedObjectContainer<ITestEvents*> m_subscribers;
-    CapturingEvent m_event{&m_subscribers};
-    std::vector<std::string> m_journal;
-};
-
-TEST_F(EventTest, DeliversOncePerSubscriberInTheOrderOfAdding) {
-    m_event.Fire(L"nobody", 1);
-    Recorder a(m_journal, "a");
-    Recorder b(m_journal, "b");
-    EXPECT_TRUE(m_subscribers.Add(&b));
-    EXPECT_TRUE(m_subscribers.Add(&a));
-    EXPECT_FALSE(m_subscribers.Add(&b));
-    m_event.Fire(L"name", 2);
-    EXPECT_TRUE(m_subscribers.Remove(&b));
-    EXPECT_FALSE(m_subscribers.Remove(&b));
-    m_event.Fire(L"name", 3);
-    EXPECT_EQ(m_journal, (std::vector<std::string>{"b2", "a2", "a3"}));
-    EXPECT_TRUE(LockIsFree());
+bool LockIsFree(CSyncRWLock& lock) {
+    CSyncRWLock::State state = lock.Snapshot();
+    return state.activeReaders == 0 && state.activeWriters == 0;
 }
 
-TEST_F(EventTest, AThrowingSubscriberLeavesTheReadSideTaken) {
-    Recorder thrower(m_journal, "t");
-    ASSERT_TRUE(m_subscribers.Add(&thrower));
-    EXPECT_THROW(m_event.Fire(L"name", 0), std::runtime_error);
-    EXPECT_EQ(m_subscribers.Snapshot().activeReaders, 1);
-    ASSERT_NE(m_event.m_record, nullptr);
-    m_event.End(&m_event.m_record);
-    EXPECT_EQ(m_event.m_record, nullptr);
-    EXPECT_TRUE(LockIsFree());
+TEST(EventTest, DeliversOncePerSubscriberInOrderAndAThrowingOneLeavesTheReadSideTaken) {
+    SynchronyzedObjectContainer<ITestEvents*> subscribers;
+    CapturingEvent event(&subscribers);
+    std::vector<std::string> journal;
+    event.Fire(L"nobody", 1);
+    Recorder a(journal, "a");
+    Recorder b(journal, "b");
+    EXPECT_TRUE(subscribers.Add(&b));
+    EXPECT_TRUE(subscribers.Add(&a));
+    EXPECT_FALSE(subscribers.Add(&b));
+    event.Fire(L"name", 2);
+    EXPECT_TRUE(subscribers.Remove(&b));
+    EXPECT_FALSE(subscribers.Remove(&b));
+    event.Fire(L"name", 3);
+    EXPECT_EQ(journal, (std::vector<std::string>{"b2", "a2", "a3"}));
+    EXPECT_TRUE(LockIsFree(subscribers));
+
+    EXPECT_THROW(event.Fire(L"name", 0), std::runtime_error);
+    EXPECT_EQ(subscribers.Snapshot().activeReaders, 1);
+    ASSERT_NE(event.m_record, nullptr);
+    event.End(&event.m_record); // the round that the exception cut short
+    EXPECT_EQ(event.m_record, nullptr);
+    EXPECT_TRUE(LockIsFree(subscribers));
 }
 
 } // namespace

@@ -16,21 +16,14 @@ namespace {
 
 using frame_testing::WaitFor;
 
-// What threads did, in order.
-class Journal {
-public:
+// What threads did, in order; read once they have ended.
+struct Journal {
     void Add(const std::string& entry) {
-        std::lock_guard lock(m_mutex);
-        m_entries.push_back(entry);
+        std::lock_guard lock(mutex);
+        entries.push_back(entry);
     }
-    std::vector<std::string> Entries() {
-        std::lock_guard lock(m_mutex);
-        return m_entries;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::vector<std::string> m_entries;
+    std::mutex mutex;
+    std::vector<std::string> entries;
 };
 
 bool IsFree(CSyncRWLock& lock) {
@@ -76,7 +69,7 @@ TEST(CSyncRWLockTest, AWaitingWriterGoesFirstThenEveryWaitingReaderAtOnce) {
     for (std::thread& reader : readers) {
         reader.join(); // both read at the same time, or this never returns
     }
-    EXPECT_EQ(journal.Entries(), (std::vector<std::string>{"A", "W", "R", "R"}));
+    EXPECT_EQ(journal.entries, (std::vector<std::string>{"A", "W", "R", "R"}));
     EXPECT_TRUE(IsFree(lock));
 }
 
