@@ -9,85 +9,70 @@
 namespace cv {
 namespace {
 
-TEST(ParseWholeInt32Test, ReadsTheCBasesAndClampsTo32Bits) {
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+constexpr std::nullopt_t kNone = std::nullopt;
+
+// Every text goes through both readers, which take what strtol (base 0) and strtod take whole.
+TEST(NumberTextTest, ReadersTakeWhatStrtolAndStrtodTakeWhole) {
     const struct {
         const char* text;
-        std::int32_t value;
+        std::optional<std::int32_t> asInt;
+        double asDouble;
     } cases[] = {
-        {"0", 0},
-        {"12", 12},
-        {"-12", -12},
-        {"+7", 7},
-        {"0x10", 16},
-        {"0X1f", 31},
-        {"-0x10", -16},
-        {"010", 8},
-        {" 5", 5},
-        {"99999999999", 2147483647},
-        {"-99999999999", -2147483647 - 1},
-        {"2147483648", 2147483647},
-        {"-2147483648", -2147483647 - 1},
-        {"18446744073709551616", 2147483647},
-        {"0x7fffffffffffffffff", 2147483647},
+        {"-12", -12, -12.0},
+        {"+7", 7, 7.0},
+        {" 5", 5, 5.0},
+        {"0x10", 16, 16.0},
+        {"-0x10", -16, -16.0},
+        {"010", 8, 10.0},
+        {"99999999999", kMax, 99999999999.0},
+        {"-99999999999", kMin, -99999999999.0},
+        {"2147483648", kMax, 2147483648.0},
+        {"-2147483648", kMin, -2147483648.0},
+        {"18446744073709551616", kMax, 0x1p64},
+        {"0x7fffffffffffffffff", kMax, 0x1p71},
+        {"08", kNone, 8.0},
+        {"3.000000", kNone, 3.0},
+        {"1e3", kNone, 1000.0},
+        {".5", kNone, 0.5},
+        {"0x1p3", kNone, 8.0},
+        {"1e-400", kNone, 0.0},
+        {"-Infinity", kNone, -kInf},
+        {"1e999", kNone, kInf},
+        {"nan(7)", kNone, kNan},
     };
+    for (const char* text : {"",   "-", "+",  "0x", "0xg", "12a",   "1_000", "--1",  "+-1", "0b1",
+                             "5 ", ".", "e3", "1e", "1,5", "0xinf", "0x-1",  "1.5.", "yes", "~"}) {
+        EXPECT_EQ(ParseWholeInt32(text), kNone) << text;
+        EXPECT_EQ(ParseWholeDouble(text), kNone) << text;
+    }
     for (const auto& c : cases) {
-        std::optional<std::int32_t> parsed = ParseWholeInt32(c.text);
-        ASSERT_TRUE(parsed.has_value()) << c.text;
-        EXPECT_EQ(*parsed, c.value) << c.text;
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(ParseWholeInt32(c.text), c.asInt);
+        const std::optional<double> parsed = ParseWholeDouble(c.text);
+        ASSERT_TRUE(parsed.has_value());
+        EXPECT_TRUE(*parsed == c.asDouble || (std::isnan(*parsed) && std::isnan(c.asDouble)))
+            << *parsed;
     }
 }
 
-TEST(ParseWholeInt32Test, RefusesWhatStrtolWouldNotTakeWhole) {
-    for (const char* text : {"", "-", "+", "0x", "0xg", "08", "3.0", "1e3", "12a", "1_000", "--1",
-                             "+-1", "0b1", "5 "}) {
-        EXPECT_FALSE(ParseWholeInt32(text).has_value()) << text;
-    }
-}
-
-TEST(ParseWholeDoubleTest, ReadsTheFormsOfStrtod) {
-    const struct {
-        const char* text;
-        double value;
-    } cases[] = {
-        {"3.000000", 3.0}, {"1e3", 1000.0},  {".5", 0.5},     {"5.", 5.0},
-        {"-2.5", -2.5},    {"+2.5", 2.5},    {"08", 8.0},     {"0x1p3", 8.0},
-        {"0x.8", 0.5},     {"-0x10", -16.0}, {"1e-400", 0.0}, {"0.000000", 0.0},
-    };
-    for (const auto& c : cases) {
-        std::optional<double> parsed = ParseWholeDouble(c.text);
-        ASSERT_TRUE(parsed.has_value()) << c.text;
-        EXPECT_EQ(*parsed, c.value) << c.text;
-    }
-    EXPECT_EQ(ParseWholeDouble("inf"), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(ParseWholeDouble("-Infinity"), -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(ParseWholeDouble("1e999"), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(ParseWholeDouble("-123456789e999"), -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(ParseWholeDouble("0.0000001e-999"), 0.0);
-    EXPECT_TRUE(std::isnan(*ParseWholeDouble("nan")));
-    EXPECT_TRUE(std::isnan(*ParseWholeDouble("nan(7)")));
-}
-
-TEST(ParseWholeDoubleTest, RefusesWhatStrtodWouldNotTakeWhole) {
-    for (const char* text :
-         {"", ".", "e3", "1e", "1,5", "0x", "0xinf", "0x-1", "--1", "+-1", "1.5.", "yes", "~"}) {
-        EXPECT_FALSE(ParseWholeDouble(text).has_value()) << text;
-    }
-}
-
-TEST(FormatFixedTest, WritesSixDecimalsWithAPoint) {
+TEST(NumberTextTest, FormatFixedWritesSixDecimalsWithAPoint) {
     EXPECT_EQ(FormatFixed(3), "3.000000");
     EXPECT_EQ(FormatFixed(-0.5), "-0.500000");
     EXPECT_EQ(FormatFixed(1e20), "100000000000000000000.000000");
-    EXPECT_EQ(FormatFixed(std::numeric_limits<double>::infinity()), "inf");
+    EXPECT_EQ(FormatFixed(kInf), "inf");
     EXPECT_EQ(FormatFixed(-std::numeric_limits<double>::max()).size(), 317u); // 309 digits
 }
 
 TEST(NumberTextTest, IgnoresTheProcessLocale) {
     // A host may switch to a locale with a decimal comma; the files must not notice.
     const char* old = std::setlocale(LC_NUMERIC, nullptr);
-    std::string saved = old != nullptr ? old : "C";
-    bool switched = std::setlocale(LC_NUMERIC, "de_DE.UTF-8") != nullptr ||
-                    std::setlocale(LC_NUMERIC, "German_Germany.1252") != nullptr;
+    const std::string saved = old != nullptr ? old : "C";
+    const bool switched = std::setlocale(LC_NUMERIC, "de_DE.UTF-8") != nullptr ||
+                          std::setlocale(LC_NUMERIC, "German_Germany.1252") != nullptr;
     EXPECT_EQ(FormatFixed(2.5), "2.500000");
     EXPECT_EQ(ParseWholeDouble("2.5"), 2.5);
     EXPECT_FALSE(ParseWholeDouble("2,5").has_value());
