@@ -153,6 +153,7 @@ TEST_F(YamlStoreTest, HostileNestingAndAliasesAreRefused) {
         laughs += "]\n";
     }
     EXPECT_EQ(LoadText(laughs).GetType(), Value::Type::kNull);
+    // A few aliases are fine.
     EXPECT_EQ(Render(LoadText("b: &b {k: 1}\nc: *b\n")),
               L"{ \"b\" : { \"k\" : 1 }, \"c\" : { \"k\" : 1 } }");
 }
