@@ -1,9 +1,16 @@
 #include "platform/unique_resource.h"
 
+#include "platform/build_config.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <vector>
+
+#if defined(NEXILO_OS_POSIX)
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 namespace platform {
 namespace {
@@ -63,6 +70,17 @@ TEST(UniqueResourceTest, ScopeExitRunsUnlessDismissedAndKeepsErrno) {
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(errno, EACCES);
 }
+
+#if defined(NEXILO_OS_POSIX)
+TEST(UniqueFdTest, ClosesTheDescriptor) {
+    int fds[2];
+    ASSERT_EQ(::pipe(fds), 0);
+    UniqueFd read(fds[0]);
+    { UniqueFd write(fds[1]); }
+    EXPECT_EQ(::fcntl(fds[1], F_GETFD), -1);
+    EXPECT_NE(::fcntl(read.get(), F_GETFD), -1);
+}
+#endif
 
 } // namespace
 } // namespace platform
