@@ -1,93 +1,47 @@
 // The dev kit's cloud client library as the agent meets it: loaded as a module, called through
 // its exports.
 #include "cloud/cloud_client_api.h"
-#include "devkit/common/devkit_home.h"
-#include "platform/environment.h"
-#include "platform/module_loader.h"
-#include "platform/testing/temp_dir.h"
-#include "platform/testing/test_bin.h"
+#include "devkit/common/testing/module_exports.h"
+#include "devkit/common/testing/scratch_home.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace {
 
 using namespace cloud;
+using testing::HasSubstr;
 
 class CvzcModuleTest : public testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME",
-                                                       m_home.Path().wstring().c_str()));
-        m_module = Load(platform::testing::TestBinFolder());
-        ASSERT_TRUE(m_module);
-        m_init = Find<CvzInitFn>("cvzephra_init");
-        m_uninit = Find<CvzUninitFn>("cvzephra_uninit");
-        m_ask = Find<CvzAskFn>("cvzephra_ask");
-        m_free = Find<CvzFreeResponseFn>("cvzephra_free_response");
-        m_setOption = Find<CvzSetOptionFn>("cvzephra_set_option");
-    }
-    void TearDown() override { platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", nullptr); }
+    void SetUp() override { ASSERT_EQ(m_module.Missing(), ""); }
 
-    static platform::UniqueHModule Load(const std::filesystem::path& folder) {
-        auto loaded = platform::LoadModuleFile(
-            platform::JoinPath(folder.wstring(), platform::SystemModuleName(L"cvzc.dll")));
-        EXPECT_EQ(loaded.error, platform::kErrorSuccess);
-        return std::move(loaded.module);
-    }
-
-    template <typename Fn>
-    Fn Find(const char* name) {
-        auto found = platform::FindExport(m_module.get(), name);
-        EXPECT_NE(found.address, nullptr) << name;
-        return reinterpret_cast<Fn>(found.address);
-    }
-
-    void WriteScript(const std::string& text) {
-        std::filesystem::create_directories(m_home.Path() / "cloud");
-        std::ofstream(m_home.Path() / "cloud" / "script.json", std::ios::binary) << text;
-    }
-
-    std::string Recorded() {
-        std::string text;
-        devkit::ReadWholeFile(m_home.Path() / "cloud" / "requests.jsonl", text);
-        return text;
-    }
-
-    platform::testing::TempDir m_home;
-    platform::UniqueHModule m_module;
-    CvzInitFn m_init = nullptr;
-    CvzUninitFn m_uninit = nullptr;
-    CvzAskFn m_ask = nullptr;
-    CvzFreeResponseFn m_free = nullptr;
-    CvzSetOptionFn m_setOption = nullptr;
+    devkit::testing::ScratchHome m_home;
+    devkit::testing::ModuleExports m_module{L"cvzc.dll"};
+    CvzInitFn m_init = m_module.Find<CvzInitFn>("cvzephra_init");
+    CvzUninitFn m_uninit = m_module.Find<CvzUninitFn>("cvzephra_uninit");
+    CvzAskFn m_ask = m_module.Find<CvzAskFn>("cvzephra_ask");
+    CvzFreeResponseFn m_free = m_module.Find<CvzFreeResponseFn>("cvzephra_free_response");
+    CvzSetOptionFn m_setOption = m_module.Find<CvzSetOptionFn>("cvzephra_set_option");
+    NexiloRegisterFn m_register = m_module.Find<NexiloRegisterFn>("nexilo_register");
 };
 
 TEST_F(CvzcModuleTest, OffersEveryExportAndTheVariantLacksOnlyRegister) {
+    devkit::testing::ModuleExports variant(L"cvzc.dll", "noregister");
     for (const char* name : kCloudClientExports) {
-        EXPECT_NE(platform::FindExport(m_module.get(), name).address, nullptr) << name;
+        EXPECT_NE(m_module.Find<void*>(name), nullptr) << name;
+        const bool expected = std::string(name) != "nexilo_register";
+        EXPECT_EQ(variant.Find<void*>(name) != nullptr, expected) << name;
     }
-    auto variant = Load(platform::testing::TestBinFolder() / "noregister");
-    ASSERT_TRUE(variant);
-    for (const char* name : kCloudClientExports) {
-        const auto found = platform::FindExport(variant.get(), name);
-        if (std::string(name) == "nexilo_register") {
-            EXPECT_EQ(found.address, nullptr);
-            EXPECT_EQ(found.error, platform::kErrorProcNotFound);
-        } else {
-            EXPECT_NE(found.address, nullptr) << name;
-        }
-    }
+    EXPECT_EQ(variant.Missing(), "missing: nexilo_register");
 }
 
-TEST_F(CvzcModuleTest, AskRecordsTheRequestAndRepliesAsScripted) {
-    WriteScript(R"({"services": {"nexilo/user_info": {"getInfo": {"result": {"x": 1}}}}})");
+TEST_F(CvzcModuleTest, AskRepliesAsScriptedAndEveryCallIsRecorded) {
+    m_home.Write("cloud/script.json",
+                 R"({"services": {"nexilo/user_info": {"getInfo": {"result": {"x": 1}}}}})");
     CvzSession session = nullptr;
     ASSERT_EQ(m_init(&session), 0);
-    ASSERT_NE(session, nullptr);
     EXPECT_EQ(m_setOption(session, kOptionApplied, kOptionAppliedValue), 0);
-
     const std::string text = R"({"jsonrpc": "2.0", "method": "getInfo", "id": 1})";
     const CvzRequest request{"nexilo/user_info", kAskLimit, kAskKind, text.data(),
                              static_cast<std::uint32_t>(text.size())};
@@ -98,23 +52,27 @@ TEST_F(CvzcModuleTest, AskRecordsTheRequestAndRepliesAsScripted) {
     EXPECT_EQ(std::string(reply->data, reply->size),
               R"({"jsonrpc":"2.0","id":1,"result":{"x":1}})");
     m_free(reply);
-
-    const std::string recorded = Recorded();
-    EXPECT_NE(recorded.find(R"("service":"nexilo/user_info")"), std::string::npos) << recorded;
-    EXPECT_NE(recorded.find(R"("limit":5000,"kind":1)"), std::string::npos) << recorded;
-    EXPECT_NE(recorded.find(R"(\"method\": \"getInfo\")"), std::string::npos) << recorded;
+    const CvzCredentials credentials{"T", "A", "D"};
+    const CvzTarget target{"all", "all"};
+    const CvzCallbacks callbacks{nullptr, nullptr, nullptr};
+    EXPECT_EQ(m_register(session, &credentials, &target, "notification", kPushChannel, &callbacks),
+              0);
     EXPECT_EQ(m_uninit(session), 0);
+
+    const std::string recorded = m_home.Read("cloud/requests.jsonl");
+    EXPECT_THAT(recorded, HasSubstr(R"("service":"nexilo/user_info")"));
+    EXPECT_THAT(recorded, HasSubstr(R"("limit":5000,"kind":1)"));
+    EXPECT_THAT(recorded, HasSubstr(R"(\"method\": \"getInfo\")"));
+    EXPECT_THAT(recorded, HasSubstr(R"("register":{"type":"notification","channel":"secure_web")"));
 }
 
 TEST_F(CvzcModuleTest, InitFollowsTheScriptedResultAndHandle) {
-    WriteScript(R"({"init": {"code": 7, "handle": true}})");
+    m_home.Write("cloud/script.json", R"({"init": {"code": 7, "handle": true}})");
     CvzSession session = nullptr;
     EXPECT_EQ(m_init(&session), 7);
-    EXPECT_NE(session, nullptr);
     EXPECT_EQ(m_uninit(session), 0);
 
-    WriteScript(R"({"init": {"code": 0, "handle": false}})");
-    session = reinterpret_cast<CvzSession>(1);
+    m_home.Write("cloud/script.json", R"({"init": {"code": 0, "handle": false}})");
     EXPECT_EQ(m_init(&session), 0);
     EXPECT_EQ(session, nullptr);
 }
@@ -131,24 +89,9 @@ TEST_F(CvzcModuleTest, ForeignHandlesAndBadArgumentsAreRefused) {
     CvzSession session = nullptr;
     ASSERT_EQ(m_init(&session), 0);
     EXPECT_EQ(m_ask(session, nullptr, &reply), 87);
+    EXPECT_EQ(m_register(session, nullptr, nullptr, "event", kPushChannel, nullptr), 87);
     EXPECT_EQ(m_uninit(session), 0);
     EXPECT_EQ(m_uninit(session), 6) << "a session ends once";
-    m_free(nullptr);
-}
-
-TEST_F(CvzcModuleTest, RegisterIsRecordedWithItsTargetAndChannel) {
-    auto reg = Find<NexiloRegisterFn>("nexilo_register");
-    CvzSession session = nullptr;
-    ASSERT_EQ(m_init(&session), 0);
-    const CvzCredentials credentials{"T", "A", "D"};
-    const CvzTarget target{"all", "all"};
-    const CvzCallbacks callbacks{nullptr, nullptr, nullptr};
-    EXPECT_EQ(reg(session, &credentials, &target, "notification", kPushChannel, &callbacks), 0);
-    EXPECT_EQ(reg(session, nullptr, &target, "event", kPushChannel, &callbacks), 87);
-    EXPECT_NE(Recorded().find(R"("register":{"type":"notification","channel":"secure_web")"),
-              std::string::npos)
-        << Recorded();
-    EXPECT_EQ(m_uninit(session), 0);
 }
 
 } // namespace
