@@ -29,42 +29,12 @@ protected:
     }
 };
 
-TEST_F(SharedInstanceTest, MadeOnTheFirstReferenceAndDestroyedOnTheLast) {
-    ProbeRef first;
-    ProbeRef second;
-    Probe* instance = first.Acquire();
-    ASSERT_NE(instance, nullptr);
-    EXPECT_EQ(first.Acquire(), instance);
-    EXPECT_EQ(second.Acquire(), instance);
-    EXPECT_EQ(g_holder.Count(), 3);
-    first.Release(); // gives back both of its references
-    EXPECT_EQ(first.References(), 0);
-    EXPECT_EQ(first.get(), nullptr);
-    EXPECT_EQ(g_destroyed, 0);
-    second.Release();
-    second.Release();
-    EXPECT_EQ(g_made, 1);
-    EXPECT_EQ(g_destroyed, 1);
-    ProbeRef().Acquire();
-    EXPECT_EQ(g_destroyed, 2) << "a handle's destructor releases";
-}
-
-TEST_F(SharedInstanceTest, TheSecondCountHoldsTheInstanceUntilADropClearsIt) {
-    ProbeRef handle;
-    Probe* instance = handle.Acquire();
-    g_holder.SetSecondCountForTesting(1);
-    handle.Release();
-    EXPECT_EQ(g_holder.Holders(), 1);
-    EXPECT_EQ(handle.Acquire(), instance) << "a new reference reuses the instance";
-    handle.Release();
-    g_holder.DropReference(); // no references left: clears the second count, which destroys
-    EXPECT_EQ(g_holder.SecondCount(), 0);
-    EXPECT_EQ(g_destroyed, 1);
-}
-
-TEST_F(SharedInstanceTest, ConcurrentHoldersAgreeOnOneInstance) {
+// The object registry's and the log binding's tests see the counts one thread at a time; here
+// holders race.
+TEST_F(SharedInstanceTest, ConcurrentHoldersAgreeOnOneInstanceMadeOnceAndDestroyedOnce) {
     ProbeRef keeper;
     Probe* kept = keeper.Acquire();
+    EXPECT_EQ(keeper.Acquire(), kept);
     std::atomic<bool> sameInstance{true};
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
@@ -80,9 +50,11 @@ TEST_F(SharedInstanceTest, ConcurrentHoldersAgreeOnOneInstance) {
         thread.join();
     }
     EXPECT_TRUE(sameInstance);
-    EXPECT_EQ(g_holder.Count(), 1);
-    keeper.Release();
+    EXPECT_EQ(g_holder.Count(), 2);
+    keeper.Release(); // gives back both of its references
+    EXPECT_EQ(keeper.References(), 0);
     EXPECT_EQ(g_made, 1);
+    EXPECT_EQ(g_destroyed, 1);
 }
 
 } // namespace
