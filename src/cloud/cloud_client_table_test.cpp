@@ -14,16 +14,23 @@ std::wstring Variant(const wchar_t* folder) {
                               platform::SystemModuleName(kCloudClientModule));
 }
 
-TEST(CloudClientTableTest, LoadResolvesEveryExportInOrder) {
-    CloudClientTable* table = LoadCloudClient();
-    ASSERT_NE(table, nullptr);
-    EXPECT_NE(table->module, nullptr);
+TEST(CloudClientTableTest, EachLoadResolvesEveryExportInOrderIntoItsOwnRecord) {
+    CloudClientTable* first = LoadCloudClient();
+    CloudClientTable* second = LoadCloudClient();
+    ASSERT_NE(first, nullptr);
+    ASSERT_NE(second, nullptr);
+    EXPECT_NE(first, second);
     for (std::size_t i = 0; i < kCloudClientExports.size(); ++i) {
-        EXPECT_EQ(table->functions[i],
-                  platform::FindExport(table->module, kCloudClientExports[i]).address)
+        EXPECT_EQ(first->functions[i],
+                  platform::FindExport(first->module, kCloudClientExports[i]).address)
             << kCloudClientExports[i];
     }
-    UnloadCloudClient(table);
+    UnloadCloudClient(first);
+    // The second reference keeps the module mapped.
+    CvzSession session = nullptr;
+    EXPECT_EQ(second->Init()(&session), 0);
+    EXPECT_EQ(second->Uninit()(session), 0);
+    UnloadCloudClient(second);
     UnloadCloudClient(nullptr);
 }
 
@@ -32,60 +39,40 @@ TEST(CloudClientTableTest, ALibraryLackingOneExportIsRefusedWhole) {
     EXPECT_EQ(LoadCloudClient(L"no-such-cloud-library.dll"), nullptr);
 }
 
-TEST(CloudClientTableTest, TwoLoadsAreIndependentRecordsOnOneModule) {
-    CloudClientTable* first = LoadCloudClient();
-    CloudClientTable* second = LoadCloudClient();
-    ASSERT_NE(first, nullptr);
-    ASSERT_NE(second, nullptr);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(first->Init(), second->Init());
-    UnloadCloudClient(first);
-    // The second reference keeps the module mapped.
-    CvzSession session = nullptr;
-    EXPECT_EQ(second->Init()(&session), 0);
-    EXPECT_EQ(second->Uninit()(session), 0);
-    UnloadCloudClient(second);
-}
-
 // The process-wide count poisons its process when it goes below 0, so each scenario runs in a
 // child process and reports by its exit code.
-TEST(ProcessCloudClientTest, UsesAreCountedAndTheLastReleaseUnloads) {
-    EXPECT_EXIT(
-        {
-            CloudClientTable* first = AcquireProcessCloudClient();
-            CloudClientTable* second = AcquireProcessCloudClient();
-            bool ok = first != nullptr && first == second && ProcessCloudClientUseCount() == 2;
-            ReleaseProcessCloudClient();
-            ok = ok && ProcessCloudClient() == first && ProcessCloudClientUseCount() == 1;
-            ReleaseProcessCloudClient();
-            ok = ok && ProcessCloudClient() == nullptr && ProcessCloudClientUseCount() == 0;
-            // Loads again from 0.
-            ok = ok && AcquireProcessCloudClient() != nullptr;
-            ReleaseProcessCloudClient();
-            std::exit(ok ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-TEST(ProcessCloudClientTest, AReleaseWithoutAUseLeavesTheLibraryUnloadableForGood) {
-    EXPECT_EXIT(
-        {
-            ReleaseProcessCloudClient();
-            bool ok = ProcessCloudClientUseCount() == -1 && ProcessCloudClient() == nullptr;
-            ok = ok && AcquireProcessCloudClient() == nullptr && ProcessCloudClientUseCount() == -1;
-            std::exit(ok ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-TEST(ProcessCloudClientTest, ARefusedLibraryTakesNoUse) {
-    EXPECT_EXIT(
-        {
-            SetProcessCloudClientModuleForTesting(Variant(L"noregister").c_str());
-            bool ok = AcquireProcessCloudClient() == nullptr && ProcessCloudClientUseCount() == 0;
-            std::exit(ok ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
+TEST(ProcessCloudClientTest, CountsUsesInAChildProcessEach) {
+    struct Scenario {
+        const char* name;
+        bool (*run)();
+    } const scenarios[] = {
+        {"the last release unloads, and a use loads again",
+         [] {
+             CloudClientTable* first = AcquireProcessCloudClient();
+             bool ok = first != nullptr && AcquireProcessCloudClient() == first &&
+                       ProcessCloudClientUseCount() == 2;
+             ReleaseProcessCloudClient();
+             ok = ok && ProcessCloudClient() == first && ProcessCloudClientUseCount() == 1;
+             ReleaseProcessCloudClient();
+             ok = ok && ProcessCloudClient() == nullptr && ProcessCloudClientUseCount() == 0;
+             return ok && AcquireProcessCloudClient() != nullptr;
+         }},
+        {"a release without a use leaves it unloadable for good",
+         [] {
+             ReleaseProcessCloudClient();
+             return ProcessCloudClientUseCount() == -1 && AcquireProcessCloudClient() == nullptr &&
+                    ProcessCloudClientUseCount() == -1 && ProcessCloudClient() == nullptr;
+         }},
+        {"a refused library takes no use",
+         [] {
+             SetProcessCloudClientModuleForTesting(Variant(L"noregister").c_str());
+             return AcquireProcessCloudClient() == nullptr && ProcessCloudClientUseCount() == 0;
+         }},
+    };
+    for (const Scenario& scenario : scenarios) {
+        SCOPED_TRACE(scenario.name);
+        EXPECT_EXIT(std::exit(scenario.run() ? 0 : 1), testing::ExitedWithCode(0), "");
+    }
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -18,17 +17,14 @@ struct FakeLibrary {
     std::int32_t initResult = 0;
     bool initWritesHandle = true;
     std::int32_t askResult = 0;
-    bool reply = true;
     std::uint32_t replyKind = 1;
-    std::string replyText = R"({"result": {"ok": true}})";
+    const char* replyText = R"({"result": {"ok": true}})"; // null: no reply
 
     int initCalls = 0;
     int uninitCalls = 0;
     std::vector<std::pair<std::int32_t, std::int32_t>> options;
-    std::vector<std::string> services;
     std::vector<std::string> requests;
-    std::vector<std::int32_t> limits;
-    std::vector<std::int32_t> kinds;
+    std::string replyBytes; // what the last reply points to
     std::string wipedReply; // the reply's bytes as they came back to be freed
     int freed = 0;
 };
@@ -47,25 +43,18 @@ std::int32_t NEXILO_CALL FakeUninit(cloud::CvzSession) {
 }
 std::int32_t NEXILO_CALL FakeAsk(cloud::CvzSession, const cloud::CvzRequest* request,
                                  cloud::CvzReply** reply) {
-    g_library->services.emplace_back(request->service);
     g_library->requests.emplace_back(request->data, request->size);
-    g_library->limits.push_back(request->limit);
-    g_library->kinds.push_back(request->kind);
-    if (g_library->reply) {
-        auto* record = static_cast<cloud::CvzReply*>(std::calloc(1, sizeof(cloud::CvzReply)));
-        record->kind = g_library->replyKind;
-        record->size = static_cast<std::uint32_t>(g_library->replyText.size());
-        record->data = static_cast<char*>(std::malloc(record->size + 1));
-        std::memcpy(record->data, g_library->replyText.c_str(), record->size + 1);
-        *reply = record;
+    if (g_library->replyText != nullptr) {
+        std::string& bytes = g_library->replyBytes = g_library->replyText;
+        *reply = new cloud::CvzReply{0, g_library->replyKind, bytes.data(),
+                                     static_cast<std::uint32_t>(bytes.size())};
     }
     return g_library->askResult;
 }
 void NEXILO_CALL FakeFree(cloud::CvzReply* reply) {
     ++g_library->freed;
     g_library->wipedReply.assign(reply->data, reply->size);
-    std::free(reply->data);
-    std::free(reply);
+    delete reply;
 }
 std::int32_t NEXILO_CALL FakeSetOption(cloud::CvzSession, std::int32_t option, std::int32_t value) {
     g_library->options.emplace_back(option, value);
@@ -85,16 +74,14 @@ void Put(cloud::CloudExport which, Fn fn) {
     g_table.functions[static_cast<std::size_t>(which)] = reinterpret_cast<void*>(fn);
 }
 
-cv::Json Source(const char* userToken = "T", const char* appId = "A", const char* deviceId = "D") {
-    cv::Json source;
-    source.Pack("{s:s, s:s, s:s}", "user_token", userToken, "app_id", appId, "device_id", deviceId);
-    return source;
-}
-
 cv::Json Parsed(const std::string& text) {
     cv::Json json;
     json.Parse(text);
     return json;
+}
+
+cv::Json Source() {
+    return Parsed(R"({"user_token": "T", "app_id": "A", "device_id": "D"})");
 }
 
 class CloudCommTest : public testing::Test {
@@ -110,14 +97,7 @@ protected:
     void TearDown() override { g_library = nullptr; }
 
     CloudComm::LogSink Sink() {
-        return [this](const std::wstring& line) { m_log.push_back(line); };
-    }
-    std::wstring Log() const {
-        std::wstring all;
-        for (const auto& line : m_log) {
-            all += line + L"|";
-        }
-        return all;
+        return [this](const std::wstring& line) { m_log += line + L"|"; };
     }
     // An initialised object, ready for Ask.
     std::unique_ptr<CloudComm> Ready() {
@@ -125,106 +105,81 @@ protected:
         EXPECT_EQ(comm->Init(Source(), Sink()), 0u);
         return comm;
     }
-    std::uint32_t Ask(CloudComm& comm, const cv::Json& params, cv::Json& result, bool& isError,
+    // Asks through `comm`; the answer lands in m_result and m_isError (true before the call).
+    std::uint32_t Ask(CloudComm& comm, const cv::Json& params = cv::Json(),
                       const cv::Json& destination = cv::Json()) {
-        isError = true;
-        return comm.Ask(L"nexilo/user_info", L"getInfo", params, result, &isError, destination);
+        m_isError = true;
+        return comm.Ask(L"nexilo/user_info", L"getInfo", params, m_result, &m_isError, destination);
     }
 
     FakeLibrary m_library;
-    std::vector<std::wstring> m_log;
+    std::wstring m_log; // each line followed by "|"
+    cv::Json m_result;
+    bool m_isError = false;
 };
-
-TEST_F(CloudCommTest, InitOpensASessionAndSetsOptionOne) {
-    auto comm = Ready();
-    EXPECT_EQ(m_library.initCalls, 1);
-    EXPECT_EQ(m_library.options, (std::vector<std::pair<std::int32_t, std::int32_t>>{{1, 1}}));
-    comm.reset();
-    EXPECT_EQ(m_library.uninitCalls, 1);
-}
 
 TEST_F(CloudCommTest, OnlyTheHandleDecidesWhetherInitSucceeded) {
     m_library.initResult = 5;
-    CloudComm withHandle(FakeTable);
-    EXPECT_EQ(withHandle.Init(Source(), Sink()), 0u);
-    EXPECT_EQ(m_library.options.size(), 1u);
+    auto withHandle = std::make_unique<CloudComm>(FakeTable);
+    EXPECT_EQ(withHandle->Init(Source(), Sink()), 0u);
+    EXPECT_EQ(m_library.options, (std::vector<std::pair<std::int32_t, std::int32_t>>{{1, 1}}));
+    withHandle.reset();
+    EXPECT_EQ(m_library.uninitCalls, 1);
 
     m_library.initResult = 0;
     m_library.initWritesHandle = false;
     CloudComm without(FakeTable);
     EXPECT_EQ(without.Init(Source(), Sink()), 31u);
-    EXPECT_THAT(Log(), HasSubstr(L"[Cloudcomm][Log::LogInfo][23] cvzc init failed with error 0"));
+    EXPECT_THAT(m_log, HasSubstr(L"[Cloudcomm][Log::LogInfo][23] cvzc init failed with error 0"));
 }
 
 TEST_F(CloudCommTest, BadSourcesFailBeforeTheLibraryIsTouched) {
-    cv::Json numberDevice;
-    numberDevice.Pack("{s:s, s:s, s:i}", "user_token", "T", "app_id", "A", "device_id", 1);
-    cv::Json missingToken;
-    missingToken.Pack("{s:s, s:s}", "app_id", "A", "device_id", "D");
-    for (const cv::Json& source : {numberDevice, missingToken}) {
+    cv::Json numberDevice = Parsed(R"({"user_token": "T", "app_id": "A", "device_id": 1})");
+    cv::Json missingToken = Parsed(R"({"app_id": "A", "device_id": "D"})");
+    const std::pair<cv::Json, const wchar_t*> cases[] = {
+        {numberDevice, L"Invalid zephra source data|"},
+        {missingToken, L"Invalid zephra source data|"},
+        {cv::Json(), L"source is null|"}};
+    for (const auto& [source, message] : cases) {
         CloudComm comm(FakeTable);
         m_log.clear();
         EXPECT_EQ(comm.Init(source, Sink()), 31u);
-        EXPECT_THAT(Log(), HasSubstr(L"Invalid zephra source data|"));
-        EXPECT_THAT(Log(), HasSubstr(L"LoadSourceJson failed|"));
+        EXPECT_THAT(m_log, HasSubstr(message));
+        EXPECT_THAT(m_log, HasSubstr(L"LoadSourceJson failed|"));
     }
-    CloudComm empty(FakeTable);
-    m_log.clear();
-    EXPECT_EQ(empty.Init(cv::Json(), Sink()), 31u);
-    EXPECT_THAT(Log(), HasSubstr(L"source is null|"));
     EXPECT_EQ(m_library.initCalls, 0);
 }
 
 TEST_F(CloudCommTest, WithoutTheLibraryInitAndAskFail) {
     CloudComm comm(NoTable);
     EXPECT_EQ(comm.Init(Source(), Sink()), 31u);
-    EXPECT_THAT(Log(), HasSubstr(L"InitLib was not called. Init failed"));
-    cv::Json result;
-    bool isError = true;
-    EXPECT_EQ(Ask(comm, cv::Json(), result, isError), 0xFFFFFFFFu);
-    EXPECT_FALSE(isError);
-    EXPECT_THAT(Log(), HasSubstr(L"cvzc is not loaded"));
+    EXPECT_THAT(m_log, HasSubstr(L"InitLib was not called. Init failed"));
+    EXPECT_EQ(Ask(comm), 0xFFFFFFFFu);
+    EXPECT_FALSE(m_isError);
+    EXPECT_THAT(m_log, HasSubstr(L"cvzc is not loaded"));
 }
 
-TEST_F(CloudCommTest, EnvelopeCarriesTheIdentityCountsIdsAndLetsCallersReplaceMembers) {
-    auto comm = Ready();
-    cv::Json result;
-    bool isError = false;
-    cv::Json destination = Parsed(R"({"app_id": "other"})");
-    EXPECT_EQ(Ask(*comm, Parsed(R"({"b": 1, "a": [true]})"), result, isError, destination), 0u);
-    EXPECT_EQ(Ask(*comm, Parsed(R"({"nexilo_source": 1})"), result, isError, Parsed("[1]")), 0u);
-    ASSERT_EQ(m_library.requests.size(), 2u);
-
-    EXPECT_EQ(m_library.requests[0],
-              R"({"jsonrpc": "2.0", "method": "getInfo", "id": 1, "params": {"nexilo_source": )"
-              R"({"user_token": "T", "app_id": "A", "device_id": "D"}, "nexilo_destination": )"
-              R"({"app_id": "other"}, "a": [true], "b": 1}})");
-    EXPECT_EQ(m_library.requests[1],
-              R"({"jsonrpc": "2.0", "method": "getInfo", "id": 2, "params": )"
-              R"({"nexilo_source": 1}})");
-    EXPECT_EQ(m_library.services[0], "nexilo/user_info");
-    EXPECT_EQ(m_library.limits[0], 5000);
-    EXPECT_EQ(m_library.kinds[0], 1);
-}
-
-TEST_F(CloudCommTest, ExtraSourceFieldsJoinInKeyOrderAndMayReplaceIdentityMembers) {
+TEST_F(CloudCommTest, EnvelopeCountsIdsCarriesTheSourceAndLetsCallersReplaceMembers) {
     auto comm = Ready();
     EXPECT_EQ(comm->SetSourceField(L"zone", L"eu"), 0u);
     EXPECT_EQ(comm->SetSourceField(L"app_id", L"replaced"), 0u);
-    cv::Json result;
-    bool isError = false;
-    Ask(*comm, cv::Json(), result, isError);
-    EXPECT_THAT(m_library.requests.at(0),
-                HasSubstr(R"("nexilo_source": {"user_token": "T", "app_id": "replaced", )"
-                          R"("device_id": "D", "zone": "eu"}})"));
+    EXPECT_EQ(Ask(*comm, Parsed(R"({"b": 1, "a": [true]})"), Parsed(R"({"app_id": "other"})")), 0u);
+    EXPECT_EQ(Ask(*comm, Parsed(R"({"nexilo_source": 1})"), Parsed("[1]")), 0u);
+    ASSERT_EQ(m_library.requests.size(), 2u);
+    EXPECT_EQ(m_library.requests[0],
+              R"({"jsonrpc": "2.0", "method": "getInfo", "id": 1, "params": {"nexilo_source": )"
+              R"({"user_token": "T", "app_id": "replaced", "device_id": "D", "zone": "eu"}, )"
+              R"("nexilo_destination": {"app_id": "other"}, "a": [true], "b": 1}})");
+    EXPECT_EQ(m_library.requests[1],
+              R"({"jsonrpc": "2.0", "method": "getInfo", "id": 2, "params": )"
+              R"({"nexilo_source": 1}})");
 }
 
 struct ReplyCase {
     const char* name;
     std::int32_t askResult;
-    bool reply;
     std::uint32_t kind;
-    const char* text;
+    const char* text; // null: no reply
     std::uint32_t expected;
     bool isError;
     const char* result; // compact text of the result, or null when it must stay untouched
@@ -236,58 +191,50 @@ class CloudCommReplyTest : public CloudCommTest, public testing::WithParamInterf
 TEST_P(CloudCommReplyTest, JudgesTheReply) {
     const ReplyCase& c = GetParam();
     m_library.askResult = c.askResult;
-    m_library.reply = c.reply;
     m_library.replyKind = c.kind;
     m_library.replyText = c.text;
     auto comm = Ready();
-    cv::Json result = Parsed(R"({"untouched": 1})");
-    bool isError = true;
-    EXPECT_EQ(Ask(*comm, cv::Json(), result, isError), c.expected);
-    EXPECT_EQ(isError, c.isError);
-    EXPECT_EQ(result.Dump(cv::kJsonCompact | cv::kJsonEncodeAny),
+    m_result = Parsed(R"({"untouched": 1})");
+    EXPECT_EQ(Ask(*comm), c.expected);
+    EXPECT_EQ(m_isError, c.isError);
+    EXPECT_EQ(m_result.Dump(cv::kJsonCompact | cv::kJsonEncodeAny),
               c.result ? c.result : R"({"untouched":1})");
-    if (c.message) {
-        EXPECT_THAT(Log(), HasSubstr(c.message));
-    }
-    EXPECT_EQ(m_library.freed, c.reply ? 1 : 0);
+    EXPECT_THAT(m_log, HasSubstr(c.message ? c.message : L""));
+    EXPECT_EQ(m_library.freed, c.text ? 1 : 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Replies, CloudCommReplyTest,
     testing::Values(
-        ReplyCase{"ErrorWinsOverResult", 0, true, 1, R"({"error": {"c": 1}, "result": {"r": 2}})",
-                  0, true, R"({"c":1})", nullptr},
-        ReplyCase{"NullErrorIsAnError", 0, true, 1, R"({"error": null})", 0, true, "null", nullptr},
-        ReplyCase{"ObjectResult", 0, true, 1, R"({"id": 3, "result": {"r": 2}})", 0, false,
-                  R"({"r":2})", nullptr},
-        ReplyCase{"ScalarResultIsWrapped", 0, true, 1, R"({"result": true})", 0, false,
+        ReplyCase{"ErrorWinsOverResult", 0, 1, R"({"error": {"c": 1}, "result": {"r": 2}})", 0,
+                  true, R"({"c":1})", nullptr},
+        ReplyCase{"NullErrorIsAnError", 0, 1, R"({"error": null})", 0, true, "null", nullptr},
+        ReplyCase{"ScalarResultIsWrapped", 0, 1, R"({"result": true})", 0, false,
                   R"({"result":true})", nullptr},
-        ReplyCase{"ArrayResultIsWrapped", 0, true, 1, R"({"result": [1, 2]})", 0, false,
+        ReplyCase{"ArrayResultIsWrapped", 0, 1, R"({"result": [1, 2]})", 0, false,
                   R"({"result":[1,2]})", nullptr},
-        ReplyCase{"NeitherMemberIsAnEmptyObject", 0, true, 1, R"({"jsonrpc": "2.0"})", 0, false,
-                  "{}", nullptr},
-        ReplyCase{"ArrayReplyFails", 0, true, 1, "[1, 2]", 0xFFFFFFFF, false, nullptr,
+        ReplyCase{"NeitherMemberIsAnEmptyObject", 0, 1, R"({"jsonrpc": "2.0"})", 0, false, "{}",
+                  nullptr},
+        ReplyCase{"ArrayReplyFails", 0, 1, "[1, 2]", 0xFFFFFFFF, false, nullptr,
                   L"Response from server is not json|[Cloudcomm][Log::LogInfo][23] "
                   L"ParseServerResponse failed\n|"},
-        ReplyCase{"BrokenTextFails", 0, true, 1, "{\"result\": ", 0xFFFFFFFF, false, nullptr,
+        ReplyCase{"BrokenTextFails", 0, 1, "{\"result\": ", 0xFFFFFFFF, false, nullptr,
                   L"Response from server is not json"},
-        ReplyCase{"OtherKindFails", 0, true, 2, R"({"result": {}})", 0xFFFFFFFF, false, nullptr,
+        ReplyCase{"OtherKindFails", 0, 2, R"({"result": {}})", 0xFFFFFFFF, false, nullptr,
                   L"zephra ask response is null\n"},
-        ReplyCase{"NoReplyFails", 0, false, 1, "", 0xFFFFFFFF, false, nullptr,
+        ReplyCase{"NoReplyFails", 0, 1, nullptr, 0xFFFFFFFF, false, nullptr,
                   L"Null response from server|"},
-        ReplyCase{"TransportCodeComesBack", 12029, false, 1, "", 12029, false, nullptr,
+        ReplyCase{"TransportCodeComesBack", 12029, 1, nullptr, 12029, false, nullptr,
                   L"zephra ask failed with code 12029\n"}),
     [](const testing::TestParamInfo<ReplyCase>& info) { return info.param.name; });
 
 TEST_F(CloudCommTest, AParsedReplyIsWipedBeforeItGoesBackButAFailedOneIsNot) {
     auto comm = Ready();
-    cv::Json result;
-    bool isError = false;
-    Ask(*comm, cv::Json(), result, isError);
-    EXPECT_EQ(m_library.wipedReply, std::string(m_library.replyText.size(), '\0'));
-
+    EXPECT_EQ(Ask(*comm), 0u);
+    EXPECT_EQ(m_result.Dump(cv::kJsonCompact), R"({"ok":true})");
+    EXPECT_EQ(m_library.wipedReply, std::string(std::strlen(m_library.replyText), '\0'));
     m_library.replyText = "[1]";
-    Ask(*comm, cv::Json(), result, isError);
+    Ask(*comm);
     EXPECT_EQ(m_library.wipedReply, "[1]");
 }
 
