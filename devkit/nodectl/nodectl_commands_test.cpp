@@ -36,24 +36,20 @@ protected:
     std::filesystem::path m_file = m_temp.Path() / "node" / "state.json";
 };
 
-TEST_F(NodectlTest, GetUserPrintsTokenThenDeviceOrFailsWithoutAUser) {
+TEST_F(NodectlTest, ReadsTheUserAndAgentFieldsOrFailsWithoutThem) {
     Outcome none = Run({"shd_get_user"});
     EXPECT_EQ(none.exitCode, kExitMissingState);
     EXPECT_EQ(none.output, "");
     EXPECT_EQ(none.error, "nodectl: no user is signed in\n");
 
-    WriteState(R"({"user": {"user_token": "T\u00e9", "device_id": "D"}})");
+    WriteState(R"({"user": {"user_token": "T\u00e9", "device_id": "D"},
+                   "agent_fields": {"globalex": {"anon_id": "abc"}}})");
     Outcome user = Run({"shd_get_user"});
     EXPECT_EQ(user.exitCode, kExitOk);
     EXPECT_EQ(user.output, "T\xc3\xa9" + kNl + "D" + kNl);
     EXPECT_EQ(user.error, "");
-}
-
-TEST_F(NodectlTest, AgentFieldIsPrintedOnItsOwnLine) {
-    WriteState(R"({"agent_fields": {"globalex": {"anon_id": "abc"}}})");
-    Outcome field = Run({"shd_get_agent_field", "--key=globalex", "--field_name=anon_id"});
-    EXPECT_EQ(field.exitCode, kExitOk);
-    EXPECT_EQ(field.output, "abc" + kNl);
+    EXPECT_EQ(Run({"shd_get_agent_field", "--key=globalex", "--field_name=anon_id"}).output,
+              "abc" + kNl);
     EXPECT_EQ(Run({"shd_get_agent_field", "--key=globalex", "--field_name=other"}).exitCode,
               kExitMissingState);
 }
