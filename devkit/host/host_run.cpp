@@ -1,5 +1,6 @@
 #include "devkit/host/host_run.h"
 
+#include "devkit/common/error_message.h"
 #include "devkit/host/arguments.h"
 #include "devkit/host/component_manager.h"
 #include "devkit/host/event_printer.h"
@@ -11,7 +12,6 @@
 #include "nexilo/exports.h"
 #include "nexilo/nexilo_agent_interface.h"
 #include "nexilo/serv_plugin_interface.h"
-#include "platform/error_text.h"
 #include "platform/module_loader.h"
 #include "platform/utf8.h"
 
@@ -28,17 +28,6 @@ using cv::hostkit::Nexilo::INexiloAgent;
 
 std::string Signed(std::uint32_t code) {
     return std::to_string(static_cast<std::int32_t>(code));
-}
-
-std::string ErrorText(std::uint32_t code) {
-    std::string text = "error " + std::to_string(code);
-    if (auto system = platform::SystemErrorText(static_cast<std::int32_t>(code))) {
-        while (!system->empty() && (system->back() == '\n' || system->back() == '\r')) {
-            system->pop_back();
-        }
-        text += " (" + *system + ")";
-    }
-    return text;
 }
 
 std::string Narrow(const std::wstring& text) {
@@ -68,7 +57,8 @@ int RunSession(const HostArguments& arguments, const std::wstring& modulePath, I
     }
     platform::ModuleResult loaded = platform::LoadModuleFile(modulePath);
     if (!loaded.module) {
-        console.Error("cannot load the module " + moduleText + ": " + ErrorText(loaded.error));
+        console.Error("cannot load the module " + moduleText + ": " +
+                      devkit::DescribeError(loaded.error));
         return kExitModuleMissing;
     }
     auto create = reinterpret_cast<CvCreateObjectFn>(

@@ -1,9 +1,9 @@
 #include "devkit/host/settings_store.h"
 
 #include "devkit/common/devkit_home.h"
+#include "devkit/common/error_message.h"
 #include "devkit/host/host_paths.h"
 #include "devkit/host/json_text.h"
-#include "platform/error_text.h"
 #include "platform/file_util.h"
 #include "platform/utf8.h"
 
@@ -28,17 +28,6 @@ constexpr const char* kTypeString = "string";
 constexpr const char* kTypeInt32 = "int32";
 constexpr const char* kTypeInt64 = "int64";
 constexpr const char* kTypeBool = "bool";
-
-std::string ErrorText(platform::ErrorCode code) {
-    std::string text = "error " + std::to_string(code);
-    if (auto system = platform::SystemErrorText(static_cast<std::int32_t>(code))) {
-        while (!system->empty() && (system->back() == '\n' || system->back() == '\r')) {
-            system->pop_back();
-        }
-        text += " (" + *system + ")";
-    }
-    return text;
-}
 
 std::wstring Wide(const char* utf8) {
     return platform::Utf8ToWide(utf8);
@@ -254,14 +243,15 @@ bool SettingsStore::Save(const Nodes& nodes, std::string& error) const {
         platform::OpenFileResult opened =
             platform::OpenTextFile(temporaryWide.c_str(), platform::TextFileMode::kWrite);
         if (!opened.file) {
-            error = "cannot write " + PathText(temporary) + ": " + ErrorText(opened.error);
+            error =
+                "cannot write " + PathText(temporary) + ": " + devkit::DescribeError(opened.error);
             return false;
         }
         bool written = std::fwrite(text.data(), 1, text.size(), opened.file.get()) == text.size();
         platform::ErrorCode flushed = platform::FlushToDisk(opened.file.get());
         if (!written || flushed != platform::kErrorSuccess) {
             error = "cannot write " + PathText(temporary) + ": " +
-                    ErrorText(written ? flushed : platform::kErrorGenFailure);
+                    devkit::DescribeError(written ? flushed : platform::kErrorGenFailure);
             return false;
         }
     }
@@ -269,7 +259,7 @@ bool SettingsStore::Save(const Nodes& nodes, std::string& error) const {
         platform::ReplaceFileAtomically(temporaryWide.c_str(), WidePath(m_file).c_str());
     if (replaced != platform::kErrorSuccess) {
         std::filesystem::remove(temporary, failure);
-        error = "cannot replace " + PathText(m_file) + ": " + ErrorText(replaced);
+        error = "cannot replace " + PathText(m_file) + ": " + devkit::DescribeError(replaced);
         return false;
     }
     return true;
