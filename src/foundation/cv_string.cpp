@@ -576,41 +576,44 @@ int CV_STRING::Compare(const CharT* text) const noexcept {
     return Traits::Compare(GetString(), GetLength(), text, Traits::Length(text));
 }
 
+namespace {
+
+// ToUtf8 and FromUtf8: measure with the terminator, reserve, convert, and hand the work string's
+// block to `out`; a failed conversion leaves the empty string.
+template <class Target, class Source, class Convert>
+void ConvertInto(const Source* text, Target& out, Convert convert) {
+    Target work;
+    if (!work.Reserve(0)) {
+        detail::BrokenInvariant();
+    }
+    const std::size_t measured = convert(text, nullptr, 0);
+    if (measured != 0 && measured - 1 <= Target::kMaxCapacity &&
+        work.Reserve(static_cast<u32>(measured - 1))) {
+        const std::size_t converted = convert(text, work.GetBuffer(), measured);
+        work.ReleaseBuffer(converted == 0 ? 0 : detail::kScanLength);
+    }
+    out = std::move(work);
+}
+
+} // namespace
+
 // The width-bound members below keep their bodies valid for both widths under `if constexpr`:
 // clang 14 instantiates members whose constraints fail when the class is explicitly instantiated.
 CV_STRING_TEMPLATE
 void CV_STRING::ToUtf8(NarrowString& out) const requires std::is_same_v<CharT, wchar_t> {
     if constexpr (std::is_same_v<CharT, wchar_t>) {
-        NarrowString work;
-        if (!work.Reserve(0)) {
-            detail::BrokenInvariant();
-        }
-        const wchar_t* text = GetString();
-        std::size_t measured = platform::WideToUtf8(text, nullptr, 0);
-        if (measured != 0 && measured - 1 <= NarrowString::kMaxCapacity &&
-            work.Reserve(static_cast<u32>(measured - 1))) {
-            std::size_t converted = platform::WideToUtf8(text, work.GetBuffer(), measured);
-            work.ReleaseBuffer(converted == 0 ? 0 : detail::kScanLength);
-        }
-        out = std::move(work);
+        ConvertInto(GetString(), out, [](const wchar_t* text, char* buffer, std::size_t size) {
+            return platform::WideToUtf8(text, buffer, size);
+        });
     }
 }
 
 CV_STRING_TEMPLATE
 void CV_STRING::FromUtf8(WideString& out) const requires(!std::is_same_v<CharT, wchar_t>) {
     if constexpr (!std::is_same_v<CharT, wchar_t>) {
-        WideString work;
-        if (!work.Reserve(0)) {
-            detail::BrokenInvariant();
-        }
-        const char* text = GetString();
-        std::size_t measured = platform::Utf8ToWide(text, nullptr, 0);
-        if (measured != 0 && measured - 1 <= WideString::kMaxCapacity &&
-            work.Reserve(static_cast<u32>(measured - 1))) {
-            std::size_t converted = platform::Utf8ToWide(text, work.GetBuffer(), measured);
-            work.ReleaseBuffer(converted == 0 ? 0 : detail::kScanLength);
-        }
-        out = std::move(work);
+        ConvertInto(GetString(), out, [](const char* text, wchar_t* buffer, std::size_t size) {
+            return platform::Utf8ToWide(text, buffer, size);
+        });
     }
 }
 
