@@ -16,8 +16,8 @@ class CvzcModuleTest : public testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(m_module.Missing(), ""); }
 
-    devkit::testing::ScratchHome m_home;
-    devkit::testing::ModuleExports m_module{L"cvzc.dll"};
+    devkit_testing::ScratchHome m_home;
+    devkit_testing::ModuleExports m_module{L"cvzc.dll"};
     CvzInitFn m_init = m_module.Find<CvzInitFn>("cvzephra_init");
     CvzUninitFn m_uninit = m_module.Find<CvzUninitFn>("cvzephra_uninit");
     CvzAskFn m_ask = m_module.Find<CvzAskFn>("cvzephra_ask");
@@ -27,7 +27,7 @@ protected:
 };
 
 TEST_F(CvzcModuleTest, OffersEveryExportAndTheVariantLacksOnlyRegister) {
-    devkit::testing::ModuleExports variant(L"cvzc.dll", "noregister");
+    devkit_testing::ModuleExports variant(L"cvzc.dll", "noregister");
     for (const char* name : kCloudClientExports) {
         EXPECT_NE(m_module.Find<void*>(name), nullptr) << name;
         const bool expected = std::string(name) != "nexilo_register";

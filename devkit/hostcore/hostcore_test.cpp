@@ -84,7 +84,7 @@ protected:
                                 new TestItem(counters, true), 0, 0);
     }
 
-    devkit::testing::ModuleExports m_module{L"hostcore.dll"};
+    devkit_testing::ModuleExports m_module{L"hostcore.dll"};
     CvCreateObjectFn m_create = m_module.Find<CvCreateObjectFn>(kCvCreateObjectName);
     CvDestroyObjectFn m_destroy = m_module.Find<CvDestroyObjectFn>(kCvDestroyObjectName);
     IEventQueue* m_queue = nullptr;

@@ -47,7 +47,7 @@ protected:
 
     platform::testing::TempDir m_dir;
     std::wstring m_path = m_dir.File(L"trace.log");
-    devkit::testing::ModuleExports m_module{L"tracelog.dll"};
+    devkit_testing::ModuleExports m_module{L"tracelog.dll"};
     LogInitFn m_init = m_module.Find<LogInitFn>("LogInit");
     LogDeinitFn m_deinit = m_module.Find<LogDeinitFn>("LogDeinit");
     LogWriteFn m_write = m_module.Find<LogWriteFn>("LogWrite");

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <string>
 
-namespace devkit::testing {
+namespace devkit_testing {
 
 class ModuleExports {
 public:
@@ -39,4 +39,4 @@ private:
     std::string m_missing;
 };
 
-} // namespace devkit::testing
+} // namespace devkit_testing

@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string>
 
-namespace devkit::testing {
+namespace devkit_testing {
 
 class ScratchHome {
 public:
@@ -37,4 +37,4 @@ private:
     platform::testing::TempDir m_dir;
 };
 
-} // namespace devkit::testing
+} // namespace devkit_testing
