@@ -1,242 +1,247 @@
-// The host's whole run, in-process, against a stand-in agent module: the order of the steps,
-// the output lines, the plugins as a module sees them, and the exit code of each failure.
-#include "devkit/common/devkit_home.h"
+// The host's whole run, in-process: against the real agent module (Init with the host's plugins,
+// Ask through the dev kit's cloud library, the module's plain exports through the dev kit's node
+// tool, UnInit, every plugin given back), and against a stand-in module for the failures that the
+// real agent never shows.
+#include "devkit/common/testing/scratch_home.h"
 #include "devkit/host/host_paths.h"
 #include "devkit/host/host_run.h"
 #include "platform/environment.h"
 #include "platform/module_loader.h"
-#include "platform/testing/temp_dir.h"
 #include "platform/testing/test_bin.h"
+#include "platform/utf8.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <initializer_list>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace devkit::host {
 namespace {
 
-struct Outcome {
-    int code = -1;
-    std::vector<std::string> lines; // standard output
-    std::string err;
-};
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* kSignedIn = R"({"user": {"user_token": "T1", "device_id": "D1"},
+    "agent_fields": {"globalex": {"anon_id": "anon-7 \r\n"}}})";
+
+std::string Module(const wchar_t* name) {
+    return PathText(platform::testing::TestBinFolder() /
+                    PathFromWide(platform::SystemModuleName(name)));
+}
+
+// The lines, each a whole line of `output` and in this order.
+void ExpectLines(const std::string& output, std::initializer_list<const char*> lines) {
+    std::size_t from = 0;
+    for (const char* line : lines) {
+        const std::size_t at = ("\n" + output).find("\n" + std::string(line) + "\n", from);
+        ASSERT_NE(at, std::string::npos) << line << "\nin order in:\n" << output;
+        from = at + 1;
+    }
+}
 
 class HostRunTest : public testing::Test {
 protected:
     HostRunTest() {
+        // The agent's registry stays inside the test's folder on POSIX.
+        platform::WriteEnvironmentVariable(L"NEXILO_REGISTRY_ROOT",
+                                           WidePath(m_home.Path() / "registry").c_str());
         m_setup.home = m_home.Path();
-        m_setup.defaultModule = WidePath(m_home.Path() / "NexiloAgent.so");
+        m_setup.defaultModule = platform::Utf8ToWide(Module(L"NexiloAgent.dll"));
     }
     ~HostRunTest() override {
-        EXPECT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT_REFUSE", nullptr));
+        platform::WriteEnvironmentVariable(L"NEXILO_REGISTRY_ROOT", nullptr);
+        platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT", nullptr);
     }
 
-    static std::string Module(const wchar_t* name) {
-        return PathText(platform::testing::TestBinFolder() /
-                        PathFromWide(platform::SystemModuleName(name)));
-    }
-    static std::string FakeAgent() { return Module(L"host_fake_agent.dll"); }
-
-    Outcome Run(std::vector<std::string> args) {
+    struct Outcome {
+        int code = -1;
+        std::string out;
+        std::string err;
+    };
+    Outcome Run(const std::vector<std::string>& args) {
         std::ostringstream out;
         std::ostringstream err;
         Console console(out, err);
-        Outcome outcome;
-        outcome.code = RunHost(args, console, m_setup);
-        std::istringstream lines(out.str());
-        for (std::string line; std::getline(lines, line);) {
-            outcome.lines.push_back(line);
-        }
-        outcome.err = err.str();
-        return outcome;
+        const int code = RunHost(args, console, m_setup);
+        return {code, out.str(), err.str()};
     }
 
-    void WriteHostFile(const std::filesystem::path& file, const std::string& text) {
-        std::filesystem::create_directories(file.parent_path());
-        std::ofstream(file, std::ios::binary) << text;
-    }
-
-    std::string ReadHostFile(const std::filesystem::path& file) {
-        std::string text;
-        ReadWholeFile(file, text);
-        return text;
-    }
-
-    platform::testing::TempDir m_home;
+    devkit_testing::ScratchHome m_home;
     HostSetup m_setup;
 };
 
-TEST_F(HostRunTest, StartsRunsAndStopsTheAgentInOrder) {
-    WriteHostFile(ProductInfoFile(m_home.Path()), R"({"nexilo": {"0": "com.example.app"}})");
-    Outcome outcome = Run({"--module", FakeAgent(), "ask", "fake/echo", "m",
-                           R"({"a": [1, 2.5], "s": "x"})", "ask", "fake/event", "m", "7"});
+TEST_F(HostRunTest, DrivesTheAgentThroughTheCloudAndTheNodeTool) {
+    m_home.Write("node/state.json", kSignedIn);
+    m_home.Write("cloud/script.json", R"({"services": {
+        "nexilo/user_info": {"getInfo": {"result": {"email": "a@b.example"}}},
+        "nexilo/ping": {"ping": {"error": {"code": 5, "message": "later"}}}}})");
+    Outcome outcome = Run({"ask",      "nexilo/user_info",
+                           "getInfo",  R"({"fields": ["email"]})",
+                           "ask",      "nexilo/ping",
+                           "ping",     "{}",
+                           "user",     "field",
+                           "globalex", "anon_id",
+                           "add-app",  "app-1",
+                           "My App",   "2",
+                           "1.0",      "status",
+                           "app-1",    "0",
+                           "info",     "com.example"});
     EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
-    EXPECT_EQ(outcome.lines,
-              (std::vector<std::string>{
-                  R"({"event":"fake_started","data":{"starts":1}})", R"({"step":"init","code":0})",
-                  R"({"step":"identity","user_token":"token","device_id":"device"})",
-                  R"({"command":"ask","service":"fake/echo","method":"m","code":0,)"
-                  R"("isError":false,"reply":{"a":[1,2.5],"s":"x"}})",
-                  R"({"event":"fake_event","data":7})",
-                  R"({"command":"ask","service":"fake/event","method":"m","code":0,)"
-                  R"("isError":false,"reply":null})",
-                  R"({"step":"uninit"})"}));
+    ExpectLines(outcome.out,
+                {R"({"step":"init","code":0})",
+                 R"({"step":"identity","user_token":"T1","device_id":"D1"})",
+                 R"({"command":"ask","service":"nexilo/user_info","method":"getInfo","code":0,)"
+                 R"("isError":false,"reply":{"email":"a@b.example"}})",
+                 R"({"command":"ask","service":"nexilo/ping","method":"ping","code":0,)"
+                 R"("isError":true,"reply":{"code":5,"message":"later"}})",
+                 R"({"command":"user","ok":true,"user_token":"T1","device_id":"D1"})",
+                 R"({"command":"field","key":"globalex","name":"anon_id","ok":true,)"
+                 R"("value":"anon-7"})",
+                 R"({"command":"add-app","app_id":"app-1","name":"My App","status":2,)"
+                 R"("version":"1.0","ok":true})",
+                 R"({"command":"status","app_id":"app-1","status":0,"ok":true})",
+                 R"({"command":"info","app_id":"com.example","ok":true,"email":"a@b.example"})",
+                 R"({"step":"uninit"})"});
+    EXPECT_THAT(outcome.err, Not(HasSubstr("warning"))) << "every plugin and node given back";
+    const std::string state = m_home.Read("node/state.json");
+    EXPECT_THAT(state, HasSubstr(R"("name": "My App")"));
+    EXPECT_THAT(state, HasSubstr(R"("status": "enabled")"));
+    const std::string requests = m_home.Read("cloud/requests.jsonl");
+    EXPECT_THAT(requests, HasSubstr(R"(\"fields\": [\"email\"])"));
+    EXPECT_THAT(requests, HasSubstr(R"(\"app_id\": \"com.example\")"));
+
+    outcome = Run({"remove-app", "app-1", "remove-app", "app-1", "user"});
+    EXPECT_EQ(outcome.code, kExitCommandFailed);
+    ExpectLines(outcome.out, {R"({"command":"remove-app","app_id":"app-1","ok":true})",
+                              R"({"command":"remove-app","app_id":"app-1","ok":false})",
+                              R"({"step":"uninit"})"});
+    EXPECT_THAT(outcome.out, Not(HasSubstr(R"("command":"user")"))) << "no command after";
+    EXPECT_THAT(outcome.err, HasSubstr("remove-app: RemoveApp returned false"));
+}
+
+TEST_F(HostRunTest, ReportsTheValueExceptionThatGetInfoLetsOutAndStopsTheAgent) {
+    m_home.Write("node/state.json", kSignedIn);
+    // An error text passes the export's judgement, and reading its "email" throws.
+    m_home.Write("cloud/script.json",
+                 R"({"services": {"nexilo/user_info": {"getInfo": {"error": "denied"}}}})");
+    Outcome outcome = Run({"info", "com.example", "user"});
+    EXPECT_EQ(outcome.code, kExitCommandFailed);
+    EXPECT_THAT(outcome.out, HasSubstr(R"({"command":"info","app_id":"com.example","ok":false,)"
+                                       R"("exception":")"));
+    ExpectLines(outcome.out, {R"({"step":"uninit"})"});
+    EXPECT_THAT(outcome.out, Not(HasSubstr(R"("command":"user")")));
+    EXPECT_THAT(outcome.err, HasSubstr("info: GetInfo let out a cv::ValueException: "));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("warning")));
+}
+
+TEST_F(HostRunTest, WithoutASignedInUserTheIdentityIsNotFound) {
+    Outcome outcome = Run({"status", "app-1", "3"});
+    EXPECT_EQ(outcome.code, kExitCommandFailed);
+    ExpectLines(outcome.out, {R"({"step":"identity","found":false})",
+                              R"({"command":"status","app_id":"app-1","status":3,"ok":false})"});
+    EXPECT_EQ(m_home.Read("node/state.json"), "") << "a status without a user starts no tool";
+}
+
+TEST_F(HostRunTest, AFailedInitRunsNoCommandAndNoUnInitButGivesEverythingBack) {
+    m_home.Write("cloud/script.json", R"({"init": {"code": 3, "handle": false}})");
+    Outcome outcome = Run({"user"});
+    EXPECT_EQ(outcome.code, kExitInitFailed);
+    EXPECT_EQ(outcome.out, "{\"step\":\"init\",\"code\":-1}\n");
+    EXPECT_THAT(outcome.err, HasSubstr("Init failed with -1"));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("warning")));
+}
+
+TEST_F(HostRunTest, PrintsTheAgentsEventsAmongTheSteps) {
+    Outcome outcome = Run({"--module", Module(L"host_fake_agent.dll"), "wait", "0"});
+    EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
+    EXPECT_EQ(outcome.out, R"({"event":"fake_started","data":true}
+{"step":"init","code":0}
+{"step":"identity","user_token":"token","device_id":"device"}
+{"command":"wait","seconds":0}
+{"step":"uninit"}
+)");
     EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(ReadHostFile(EventSinkRecordFile(m_home.Path())),
-              R"({"call":"SetUserData","user_token":"token","device_id":"device",)"
-              R"("app_id":"com.example.app"})"
-              "\n");
 }
 
-TEST_F(HostRunTest, KeepsSettingsAcrossRunsWithTheirTypes) {
-    WriteHostFile(ProductInfoFile(m_home.Path()), R"({"nexilo": {"0": "com.example.app"}})");
-    ASSERT_EQ(Run({"--module", FakeAgent(), "wait", "0"}).code, kExitOk);
-    Outcome outcome =
-        Run({"--module", FakeAgent(), "ask", "fake/setting", "m",
-             R"({"node": "/Fake", "key": "appId", "type": "string"})", "ask", "fake/setting", "m",
-             R"({"node": "/Fake", "key": "appId", "type": "int32"})", "ask", "fake/setting", "m",
-             R"({"node": "/Fake", "key": "starts", "type": "int64"})"});
-    ASSERT_EQ(outcome.code, kExitOk) << outcome.err;
-    ASSERT_EQ(outcome.lines.size(), 7u);
-    EXPECT_EQ(outcome.lines[0], R"({"event":"fake_started","data":{"starts":2}})");
-    EXPECT_NE(outcome.lines[3].find(R"("reply":"com.example.app")"), std::string::npos);
-    EXPECT_NE(outcome.lines[4].find(R"("reply":null)"), std::string::npos);
-    EXPECT_NE(outcome.lines[5].find(R"("reply":2)"), std::string::npos);
-}
-
-TEST_F(HostRunTest, StopsAtTheFirstFailedCommandAndStillStopsTheAgent) {
-    Outcome outcome = Run({"--module", FakeAgent(), "ask", "fake/error", "m", "{}", "ask",
-                           "fake/fail", "m", "{}", "ask", "fake/echo", "m", "{}"});
-    EXPECT_EQ(outcome.code, kExitCommandFailed);
-    ASSERT_EQ(outcome.lines.size(), 6u);
-    EXPECT_EQ(outcome.lines[3], R"({"command":"ask","service":"fake/error","method":"m",)"
-                                R"("code":0,"isError":true,)"
-                                R"("reply":{"code":5,"message":"later"}})");
-    EXPECT_EQ(outcome.lines[4], R"({"command":"ask","service":"fake/fail","method":"m",)"
-                                R"("code":-1,"isError":false,"reply":null})");
-    EXPECT_EQ(outcome.lines[5], R"({"step":"uninit"})");
-    EXPECT_NE(outcome.err.find("ask fake/fail m failed with -1"), std::string::npos) << outcome.err;
-}
-
-TEST_F(HostRunTest, AFailedInitRunsNoCommandAndNoUnInit) {
-    WriteHostFile(SettingsFile(m_home.Path()), R"({"/Fake": {"initResult": {"int32": 5}}})");
-    Outcome outcome = Run({"--module", FakeAgent(), "ask", "fake/echo", "m", "{}"});
-    EXPECT_EQ(outcome.code, kExitInitFailed);
-    EXPECT_EQ(outcome.lines, (std::vector<std::string>{R"({"step":"init","code":5})"}));
-    EXPECT_NE(outcome.err.find("Init failed with 5"), std::string::npos) << outcome.err;
-    EXPECT_EQ(outcome.err.find("warning"), std::string::npos) << outcome.err;
-
-    outcome = Run({"--module", FakeAgent(), "--without", "HKSettings", "wait", "0"});
-    EXPECT_EQ(outcome.code, kExitInitFailed);
-    EXPECT_EQ(outcome.lines, (std::vector<std::string>{R"({"step":"init","code":-1})"}));
-}
-
-TEST_F(HostRunTest, WarnsOfPluginsAndNodesNotGivenBack) {
-    WriteHostFile(SettingsFile(m_home.Path()),
-                  R"({"/Fake": {"keepPlugin": {"bool": true}, "keepNode": {"bool": true}}})");
-    Outcome outcome = Run({"--module", FakeAgent(), "wait", "0"});
+TEST_F(HostRunTest, WarnsOfAPluginAndANodeNotGivenBack) {
+    ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT", L"keep"));
+    Outcome outcome = Run({"--module", Module(L"host_fake_agent.dll"), "wait", "0"});
     EXPECT_EQ(outcome.code, kExitOk);
-    EXPECT_NE(outcome.err.find("warning: plugin \"HKSettings\" was got 1 time and released 0 "
-                               "times"),
-              std::string::npos)
-        << outcome.err;
-    EXPECT_NE(outcome.err.find("warning: settings node \"/Fake\" was opened 1 time and "
-                               "released 0 times"),
-              std::string::npos)
-        << outcome.err;
-    EXPECT_EQ(outcome.err.find("productinfo"), std::string::npos) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("warning: plugin \"HKSettings\" was got 1 time and "
+                                       "released 0 times"));
+    EXPECT_THAT(outcome.err, HasSubstr("warning: settings node \"/Fake\" was opened 1 time and "
+                                       "released 0 times"));
 }
 
-TEST_F(HostRunTest, ABrokenHostFileStopsTheRunBeforeTheModuleAndIsKept) {
-    const std::string broken = "{\"/Fake\": {\"starts\": {\"int64\": 1}},\n";
-    WriteHostFile(SettingsFile(m_home.Path()), broken);
-    Outcome outcome = Run({"--module", "/nowhere/NexiloAgent.so", "wait", "0"});
-    EXPECT_EQ(outcome.code, kExitHostFiles);
-    EXPECT_TRUE(outcome.lines.empty());
-    EXPECT_NE(outcome.err.find("settings.json is no valid JSON: line 2"), std::string::npos)
-        << outcome.err;
-    EXPECT_EQ(ReadHostFile(SettingsFile(m_home.Path())), broken);
-
-    std::filesystem::remove(SettingsFile(m_home.Path()));
-    WriteHostFile(ProductInfoFile(m_home.Path()), R"({"nexilo": {"zero": "x"}})");
-    outcome = Run({"--module", FakeAgent(), "wait", "0"});
-    EXPECT_EQ(outcome.code, kExitHostFiles);
-    EXPECT_NE(outcome.err.find("\"zero\" is no index"), std::string::npos) << outcome.err;
-}
-
-TEST_F(HostRunTest, TellsEachModuleProblemByItsExitCode) {
-    Outcome outcome = Run({"wait", "0"});
-    EXPECT_EQ(outcome.code, kExitModuleMissing);
-    EXPECT_NE(outcome.err.find("no module at"), std::string::npos) << outcome.err;
-
-    outcome = Run({"--module", Module(L"cvzc.dll"), "wait", "0"});
-    EXPECT_EQ(outcome.code, kExitExportMissing);
-    EXPECT_NE(outcome.err.find("has no export CvCreateObject"), std::string::npos) << outcome.err;
-
-    ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT_REFUSE", L"create"));
-    outcome = Run({"--module", FakeAgent(), "wait", "0"});
-    EXPECT_EQ(outcome.code, kExitCreateFailed);
-    EXPECT_NE(outcome.err.find("CvCreateObject(\"Nexilo.NexiloAgent\", IServPlugin) answered "
-                               "1168"),
-              std::string::npos)
-        << outcome.err;
-
-    ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT_REFUSE", L"agent"));
-    outcome = Run({"--module", FakeAgent(), "wait", "0"});
-    EXPECT_EQ(outcome.code, kExitCreateFailed);
-    EXPECT_NE(outcome.err.find("offers no INexiloAgent"), std::string::npos) << outcome.err;
-    EXPECT_TRUE(outcome.lines.empty());
-}
-
-TEST_F(HostRunTest, AModuleWithoutACommandsExportStartsNothing) {
-    // The stand-in offers GetNexiloInfo alone of the plain exports.
-    Outcome outcome = Run({"--module", FakeAgent(), "user", "info", "com.example.app"});
-    EXPECT_EQ(outcome.code, kExitExportMissing);
-    EXPECT_TRUE(outcome.lines.empty());
-    EXPECT_NE(outcome.err.find("has no export GetInfo, which the command info calls"),
-              std::string::npos)
-        << outcome.err;
-    EXPECT_EQ(ReadHostFile(SettingsFile(m_home.Path())), "") << "the object was never started";
-}
-
-TEST_F(HostRunTest, ShowsAMissingIdentityAndFailsTheUserCommand) {
-    ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT_REFUSE", L"identity"));
-    Outcome outcome = Run({"--module", FakeAgent(), "user", "wait", "0"});
-    EXPECT_EQ(outcome.code, kExitCommandFailed);
-    ASSERT_EQ(outcome.lines.size(), 5u);
-    EXPECT_EQ(outcome.lines[2], R"({"step":"identity","found":false})");
-    EXPECT_EQ(outcome.lines[3], R"({"command":"user","ok":false})");
-    EXPECT_EQ(outcome.lines[4], R"({"step":"uninit"})");
-    EXPECT_NE(outcome.err.find("user: GetNexiloInfo returned false"), std::string::npos)
-        << outcome.err;
-}
-
-TEST_F(HostRunTest, HelpAndBadArguments) {
+TEST_F(HostRunTest, HelpNamesTheCommandsAndExitCodes) {
     Outcome outcome = Run({"--help"});
     EXPECT_EQ(outcome.code, kExitOk);
-    std::string help;
-    for (const std::string& line : outcome.lines) {
-        help += line + "\n";
-    }
-    for (const char* part :
-         {"ask SERVICE METHOD JSON", "wait SECONDS", "user", "info APPID", "field KEY NAME",
-          "status APP N", "add-app APP NAME STATUS VERSION", "remove-app APP", "--without PLUGIN",
-          "NexiloAgent.so beside the host", "settings.json", "evsink.jsonl", "productinfo.json",
-          "  7  Init failed"}) {
-        EXPECT_NE(help.find(part), std::string::npos) << part;
-    }
-
-    outcome = Run({"status", "app", "enabled"});
-    EXPECT_EQ(outcome.code, kExitUsage);
-    EXPECT_NE(outcome.err.find("status: the status must be a whole number"), std::string::npos)
-        << outcome.err;
-
-    outcome = Run({"ask", "s", "m", "{"});
-    EXPECT_EQ(outcome.code, kExitUsage);
-    EXPECT_NE(outcome.err.find("JSON is not valid JSON"), std::string::npos) << outcome.err;
-    EXPECT_NE(outcome.err.find("host --help"), std::string::npos) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("add-app APP NAME STATUS VERSION"));
+    EXPECT_THAT(outcome.out, HasSubstr("  7  Init failed"));
 }
+
+struct FailedRun {
+    const char* name;
+    const wchar_t* module;   // the --module, or null for none
+    const wchar_t* fakeMode; // NEXILO_FAKE_AGENT, or null
+    const char* file;        // a file of the dev kit home to write first, or null
+    const char* text;
+    const char* commands; // words split at spaces
+    int code;
+    const char* message; // a part of the error output
+};
+
+class HostRunFailureTest : public HostRunTest, public testing::WithParamInterface<FailedRun> {};
+
+TEST_P(HostRunFailureTest, StopsWithItsExitCodeBeforeTheAgentStarts) {
+    const FailedRun& c = GetParam();
+    platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT", c.fakeMode);
+    if (c.file != nullptr) {
+        m_home.Write(c.file, c.text);
+    }
+    std::vector<std::string> args;
+    if (c.module != nullptr) {
+        args = {"--module", Module(c.module)};
+    }
+    std::istringstream words(c.commands);
+    for (std::string word; words >> word;) {
+        args.push_back(word);
+    }
+    Outcome outcome = Run(args);
+    EXPECT_EQ(outcome.code, c.code);
+    EXPECT_THAT(outcome.err, HasSubstr(c.message));
+    EXPECT_EQ(outcome.out, "");
+    if (c.file != nullptr) {
+        EXPECT_EQ(m_home.Read(c.file), c.text) << "the host never overwrites its files";
+    }
+}
+
+constexpr const wchar_t* kFake = L"host_fake_agent.dll";
+
+INSTANTIATE_TEST_SUITE_P(
+    Runs, HostRunFailureTest,
+    testing::Values(
+        FailedRun{"BadArguments", nullptr, nullptr, nullptr, "", "ask s m {", kExitUsage,
+                  "JSON is not valid JSON"},
+        FailedRun{"BrokenSettings", L"missing.dll", nullptr, "host/settings.json",
+                  "{\"/Fake\": {\"starts\": {\"int64\": 1}},\n", "wait 0", kExitHostFiles,
+                  "settings.json is no valid JSON: line 2"},
+        FailedRun{"BrokenProductInfo", kFake, nullptr, "host/productinfo.json",
+                  R"({"nexilo": {"zero": "x"}})", "wait 0", kExitHostFiles, "\"zero\" is no index"},
+        FailedRun{"NoModule", L"missing.dll", nullptr, nullptr, "", "wait 0", kExitModuleMissing,
+                  "no module at"},
+        FailedRun{"NoFactory", L"cvzc.dll", nullptr, nullptr, "", "wait 0", kExitExportMissing,
+                  "has no export CvCreateObject"},
+        FailedRun{"NoExportForACommand", kFake, nullptr, nullptr, "", "user info x",
+                  kExitExportMissing, "has no export GetInfo, which the command info calls"},
+        FailedRun{"ObjectRefused", kFake, L"refuse", nullptr, "", "wait 0", kExitCreateFailed,
+                  "CvCreateObject(\"Nexilo.NexiloAgent\", IServPlugin) answered 1168"},
+        FailedRun{"NoAgentInterface", kFake, L"no-agent", nullptr, "", "wait 0", kExitCreateFailed,
+                  "offers no INexiloAgent"}),
+    [](const testing::TestParamInfo<FailedRun>& info) { return std::string(info.param.name); });
 
 } // namespace
 } // namespace devkit::host
