@@ -1,15 +1,13 @@
 // The settings plugin over its durable store: typed reads, missing keys, durability, atomic
 // replacement, broken files and node counting.
-#include "devkit/common/devkit_home.h"
+#include "devkit/common/testing/scratch_home.h"
 #include "devkit/host/hk_settings_plugin.h"
 #include "devkit/host/host_paths.h"
 #include "devkit/host/settings_store.h"
 #include "nexilo/host_interfaces.h"
-#include "platform/testing/temp_dir.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <memory>
 
 namespace devkit::host {
@@ -17,7 +15,7 @@ namespace {
 
 class SettingsTest : public testing::Test {
 protected:
-    std::filesystem::path File() const { return m_dir.Path() / "host" / "settings.json"; }
+    std::filesystem::path File() const { return m_home.Path() / kFile; }
 
     // A store and plugin over the file, opened fresh.
     void Open() {
@@ -29,18 +27,8 @@ protected:
             *m_store, [this](const std::string& message) { m_reports.push_back(message); });
     }
 
-    void WriteFile(const std::string& text) {
-        std::filesystem::create_directories(File().parent_path());
-        std::ofstream(File(), std::ios::binary) << text;
-    }
-
-    std::string ReadFile() const {
-        std::string text;
-        ReadWholeFile(File(), text);
-        return text;
-    }
-
-    platform::testing::TempDir m_dir;
+    static constexpr const char* kFile = "host/settings.json";
+    devkit_testing::ScratchHome m_home;
     std::unique_ptr<SettingsStore> m_store;
     std::unique_ptr<HKSettingsPlugin> m_plugin;
     std::vector<std::string> m_reports;
@@ -117,7 +105,7 @@ TEST_F(SettingsTest, AFailedSaveKeepsTheOldFileAndTheOldValue) {
     Open();
     IHKSettingsNode* node = m_plugin->GetNode(L"/Nexilo");
     ASSERT_TRUE(node->SetString(L"email", L"old@example.com"));
-    const std::string before = ReadFile();
+    const std::string before = m_home.Read(kFile);
     EXPECT_FALSE(std::filesystem::exists(File().string() + ".tmp"));
 
     // The temporary file's place is taken, so the new content can't be written.
@@ -126,7 +114,7 @@ TEST_F(SettingsTest, AFailedSaveKeepsTheOldFileAndTheOldValue) {
     ASSERT_EQ(m_reports.size(), 1u);
     EXPECT_NE(m_reports[0].find("email"), std::string::npos) << m_reports[0];
     EXPECT_NE(m_reports[0].find("settings.json.tmp"), std::string::npos) << m_reports[0];
-    EXPECT_EQ(ReadFile(), before);
+    EXPECT_EQ(m_home.Read(kFile), before);
     cv::StringW email;
     EXPECT_TRUE(node->GetString(L"email", email, 0) && email == L"old@example.com");
 
@@ -138,7 +126,7 @@ TEST_F(SettingsTest, AFailedSaveKeepsTheOldFileAndTheOldValue) {
 }
 
 TEST_F(SettingsTest, ReadsTheFileFormAPersonWrites) {
-    WriteFile(R"({"/Ipm": {"state": {"bool": false}, "width": {"int32": 738}},
+    m_home.Write(kFile, R"({"/Ipm": {"state": {"bool": false}, "width": {"int32": 738}},
                   "/Nexilo": {"lastPingTime": {"int64": 1700000000}, "email": {"string": "a@b"}},
                   "/Empty": {}})");
     Open();
@@ -157,7 +145,7 @@ struct BrokenFile {
 class BrokenSettingsTest : public SettingsTest, public testing::WithParamInterface<BrokenFile> {};
 
 TEST_P(BrokenSettingsTest, IsRefusedWithItsPlaceAndLeftAsItIs) {
-    WriteFile(GetParam().text);
+    m_home.Write(kFile, GetParam().text);
     SettingsStore store;
     std::string error;
     EXPECT_FALSE(store.Open(File(), error));
@@ -165,7 +153,7 @@ TEST_P(BrokenSettingsTest, IsRefusedWithItsPlaceAndLeftAsItIs) {
     EXPECT_NE(error.find(PathText(File())), std::string::npos) << error;
     EXPECT_NE(error.find(GetParam().problem), std::string::npos) << error;
     EXPECT_FALSE(store.Set(L"/Nexilo", L"email", std::wstring(L"x"), error));
-    EXPECT_EQ(ReadFile(), GetParam().text);
+    EXPECT_EQ(m_home.Read(kFile), GetParam().text);
 }
 
 INSTANTIATE_TEST_SUITE_P(
