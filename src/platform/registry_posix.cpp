@@ -930,7 +930,7 @@ std::filesystem::path DefaultRegistryFolder() {
     if (const char* root = std::getenv("NEXILO_REGISTRY_ROOT"); root != nullptr && *root != '\0') {
         return root;
     }
-    // The base directory specification says to ignore a relative XDG_STATE_HOME.
+    // The XDG base directory rules say to ignore a relative XDG_STATE_HOME.
     if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
         return std::filesystem::path(state) / "nexilo" / "registry";
     }
