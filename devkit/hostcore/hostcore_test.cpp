@@ -3,6 +3,7 @@
 #include "nexilo/event_queue.h"
 #include "nexilo/exports.h"
 #include "platform/error_codes.h"
+#include "platform/testing/latch.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +17,9 @@ constexpr std::int32_t kHourMs = 3600 * 1000;
 
 // A gate that threads wait at until another one opens it.
 struct Gate {
-    std::atomic<bool> open{false};
-    void Open() {
-        open = true;
-        open.notify_all();
-    }
-    void Pass() { open.wait(false); }
+    platform::testing::Latch open{1};
+    void Open() { open.CountDown(); }
+    void Pass() { open.Wait(); }
 };
 
 // What the queue did with the two items of one post.

@@ -3,11 +3,11 @@
 
 #include "frame/testing/threads.h"
 #include "platform/error_codes.h"
+#include "platform/testing/latch.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <thread>
 
 namespace {
@@ -59,17 +59,17 @@ TEST_F(EasyEQTest, AOneShotTaskLeavesTheTableAfterItRan) {
 TEST_F(EasyEQTest, APeriodicTaskStaysUntilStopAndStopWaitsForItsRun) {
     std::atomic<int> runs{0};
     std::atomic<bool> thirdEnded{false};
-    std::latch thirdStarted(1);
-    std::latch release(1);
+    platform::testing::Latch thirdStarted(1);
+    platform::testing::Latch release(1);
     auto task = MakeTask([&] {
         if (++runs == 3) {
-            thirdStarted.count_down();
-            release.wait();
+            thirdStarted.CountDown();
+            release.Wait();
             thirdEnded = true;
         }
     });
     ASSERT_TRUE(m_queue.Schedule(L"tick", task, 0, 1));
-    thirdStarted.wait();
+    thirdStarted.Wait();
     EXPECT_EQ(m_queue.TaskCount(), 1u);
     EXPECT_TRUE(task->m_periodic);
 
@@ -80,7 +80,7 @@ TEST_F(EasyEQTest, APeriodicTaskStaysUntilStopAndStopWaitsForItsRun) {
     });
     // Stop has canceled the task and waits for the run under way.
     ASSERT_TRUE(frame_testing::WaitFor([&] { return task->m_canceled.load(); }));
-    release.count_down();
+    release.CountDown();
     stopper.join();
     EXPECT_TRUE(endedWhenStopReturned);
     EXPECT_EQ(runs, 3) << "no run started after the cancel";

@@ -1,11 +1,11 @@
 #include "frame/sync_rw_lock.h"
 
 #include "frame/testing/threads.h"
+#include "platform/testing/latch.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <latch>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -55,12 +55,12 @@ std::thread Waiter(
 TEST(CSyncRWLockTest, AWaitingWriterGoesFirstThenEveryWaitingReaderAtOnce) {
     CSyncRWLock lock;
     Journal journal;
-    std::latch bothReadersIn(2);
+    platform::testing::Latch bothReadersIn(2);
     lock.LockRead(0);
     std::thread writer = Waiter(lock, journal, true, "W");
     std::thread readers[] = {
-        Waiter(lock, journal, false, "R", [&] { bothReadersIn.arrive_and_wait(); }),
-        Waiter(lock, journal, false, "R", [&] { bothReadersIn.arrive_and_wait(); })};
+        Waiter(lock, journal, false, "R", [&] { bothReadersIn.ArriveAndWait(); }),
+        Waiter(lock, journal, false, "R", [&] { bothReadersIn.ArriveAndWait(); })};
     lock.LockRead(0); // this thread reads again: in at once despite the waiting writer
     journal.Add("A");
     lock.UnlockRead(0);
