@@ -76,8 +76,9 @@ function(nexilo_module name)
     set_target_properties(${name} PROPERTIES PREFIX "")
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${name} PRIVATE ${ARG_DEPS})
-    if(NOT WIN32)
-        # Every symbol resolved at build time: a module must not lean on its host for symbols.
+    # Every symbol resolved at build time: a module must not lean on its host for symbols. Not
+    # with clang's sanitizers, whose runtime only the executable carries.
+    if(NOT WIN32 AND NOT (NEXILO_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES "Clang"))
         target_link_options(${name} PRIVATE -Wl,--no-undefined)
     endif()
     _nexilo_runtime_options(${name})
