@@ -24,8 +24,9 @@ bool NexiloAgent::InitNxp() {
     source.Pack("{s:s, s:s, s:s}", "user_token", userToken.GetString(), "app_id", appId.GetString(),
                 "device_id", deviceId.GetString());
 
-    const cv::Value logged = cv::ValueFromJson(source);
-    NX_LOG_INFO(L"NexiloAgent::InitNxp", L"init cloud comm %s", logged.ToString().GetString());
+    // The value form is made only when someone holds the logger.
+    NX_LOG_INFO(L"NexiloAgent::InitNxp", L"init cloud comm %s",
+                cv::ValueFromJson(source).ToString().GetString());
 
     m_nxpComm = std::make_unique<nxp::CloudComm>();
     if (m_nxpComm->Init(source, NxpLogCallback) != 0) {
