@@ -797,35 +797,29 @@ public:
         });
     }
 
-    RegistryNames ValueNames() const override {
-        RegistryNames result;
-        const Key* key = nullptr;
-        Hive hive;
-        if ((m_access & kKeyQueryValue) == 0) {
-            result.error = kErrorAccessDenied;
-        } else if (result.error = LoadKey(hive, key); result.error == kErrorSuccess) {
-            for (const Value& value : key->values) {
-                result.names.push_back(value.name);
-            }
-        }
-        return result;
-    }
+    RegistryNames ValueNames() const override { return NamesOf(kKeyQueryValue, &Key::values); }
 
     RegistryNames SubKeyNames() const override {
-        RegistryNames result;
-        const Key* key = nullptr;
-        Hive hive;
-        if ((m_access & kKeyEnumerateSubKeys) == 0) {
-            result.error = kErrorAccessDenied;
-        } else if (result.error = LoadKey(hive, key); result.error == kErrorSuccess) {
-            for (const Key& child : key->children) {
-                result.names.push_back(child.name);
-            }
-        }
-        return result;
+        return NamesOf(kKeyEnumerateSubKeys, &Key::children);
     }
 
 private:
+    // The names of the key's values or subkeys, given the access right that listing them needs.
+    template <class Item>
+    RegistryNames NamesOf(std::uint32_t right, std::vector<Item> Key::*list) const {
+        RegistryNames result;
+        const Key* key = nullptr;
+        Hive hive;
+        if ((m_access & right) == 0) {
+            result.error = kErrorAccessDenied;
+        } else if (result.error = LoadKey(hive, key); result.error == kErrorSuccess) {
+            for (const Item& item : key->*list) {
+                result.names.push_back(item.name);
+            }
+        }
+        return result;
+    }
+
     ErrorCode LoadKey(Hive& hive, const Key*& key) const {
         if (ErrorCode error = m_store->Load(m_root, hive); error != kErrorSuccess) {
             return error;
