@@ -23,17 +23,21 @@
 // answers everything that way and lets sessions start.
 #pragma once
 
+#include "platform/error_codes.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 
 namespace devkit::cvzc {
 
-// Results of the library that the dev kit's own failures use.
-inline constexpr std::int32_t kCodeInvalidParameter = 87;
-inline constexpr std::int32_t kCodeInvalidHandle = 6;
-inline constexpr std::int32_t kCodeBadScript = 13;
-inline constexpr std::int32_t kCodeNotSupported = 50;
+// Results of the library that the dev kit's own failures use: Windows numbers, in the library's
+// signed result type.
+inline constexpr auto kCodeInvalidParameter =
+    static_cast<std::int32_t>(platform::kErrorInvalidParameter);
+inline constexpr auto kCodeInvalidHandle = static_cast<std::int32_t>(platform::kErrorInvalidHandle);
+inline constexpr auto kCodeBadScript = static_cast<std::int32_t>(platform::kErrorInvalidData);
+inline constexpr auto kCodeNotSupported = static_cast<std::int32_t>(platform::kErrorNotSupported);
 
 struct InitBehaviour {
     std::int32_t code = 0;

@@ -1,4 +1,4 @@
-#include "scheduler.h"
+#include "devkit/hostcore/scheduler.h"
 
 #include "platform/error_codes.h"
 #include "platform/module_loader.h"
@@ -20,7 +20,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t kErrorPossibleDeadlock = 1131;
 constexpr std::int32_t kMaxWorkers = 64;
 
 void ReleaseItems(EqWorkItem* run, EqWorkItem* finished) noexcept {
@@ -206,7 +205,7 @@ std::uint32_t SchedulerCore::Wait(const std::shared_ptr<Client>& client, std::ui
     }
     if (work->phase != Work::Phase::kQueued && work->phase != Work::Phase::kComplete &&
         work->runner == std::this_thread::get_id()) {
-        return kErrorPossibleDeadlock;
+        return platform::kErrorPossibleDeadlock;
     }
     auto complete = [&] { return work->phase == Work::Phase::kComplete; };
     if (timeoutMs == kEqInfinite) {

@@ -4,12 +4,6 @@
 
 #include "platform/error_codes.h"
 
-namespace {
-
-constexpr std::uint32_t kNotImplemented = platform::kErrorCallNotImplemented;
-
-} // namespace
-
 std::uint32_t NexiloAgent::RegisterEvents(IEvents* events) {
     if (events == nullptr) {
         return platform::kErrorInvalidParameter;
@@ -34,36 +28,36 @@ std::uint32_t NexiloAgent::GetIpmState(bool* state) {
 }
 
 std::uint32_t NexiloAgent::Login() {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }
 std::uint32_t NexiloAgent::Logout() {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }
 std::uint32_t NexiloAgent::SwitchAccount() {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }
 
 std::uint32_t NexiloAgent::GetUserDetails(cv::Value* out) {
-    return out == nullptr ? platform::kErrorInvalidParameter : kNotImplemented;
+    return out == nullptr ? platform::kErrorInvalidParameter : platform::kErrorCallNotImplemented;
 }
 
 std::uint32_t NexiloAgent::GetLanguage(cv::StringW&) {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }
 std::uint32_t NexiloAgent::SetLanguage(cv::StringW) {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }
 std::uint32_t NexiloAgent::SetIpmState(bool) {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }
 
 std::uint32_t NexiloAgent::GetCurrentCampaign(cv::Value* out) {
-    return out == nullptr ? platform::kErrorInvalidParameter : kNotImplemented;
+    return out == nullptr ? platform::kErrorInvalidParameter : platform::kErrorCallNotImplemented;
 }
 
 std::uint32_t NexiloAgent::UpdateCurrentCampaign(cv::Value) {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }
 std::uint32_t NexiloAgent::SendCommand(const cv::Value&, std::uint32_t) {
-    return kNotImplemented;
+    return platform::kErrorCallNotImplemented;
 }

@@ -4,14 +4,15 @@
 // Contract: Load loads the module by the product's search rules for it (the executable's folder,
 // then this module's folder; platform/module_loader.h), resolves CvCreateObject and
 // CvDestroyObject, makes the named object and asks it for I. It returns 0, or a Windows error
-// number: the loader's (126 a missing module, 127 a missing export; 632 when the system gave
-// none), the factory's, or 632 when the object doesn't offer I. Every failure undoes what was
-// done, as Unload does: the object is destroyed by its module, the module is freed. Load on a
-// loaded object unloads first. Not synchronised: the owner serialises Load and Unload.
+// number: the loader's (126 a missing module, 127 a missing export; kErrorObjectNotLoaded, 632,
+// when the system gave none), the factory's, or 632 when the object doesn't offer I. Every failure
+// undoes what was done, as Unload does: the object is destroyed by its module, the module is freed.
+// Load on a loaded object unloads first. Not synchronised: the owner serialises Load and Unload.
 #pragma once
 
 #include "nexilo/event_queue.h"
 #include "nexilo/exports.h"
+#include "platform/error_codes.h"
 #include "platform/module_loader.h"
 
 #include <cstdint>
@@ -26,9 +27,6 @@ struct ExportedObjectTraits<IEventQueue> {
     static constexpr const wchar_t* kObjectName = kGlobalEventQueueName;
     static constexpr CvIid kIid = kIidEventQueue;
 };
-
-// What Load reports when the system gives no number of its own.
-inline constexpr std::uint32_t kExportedObjectLoadFailed = 632;
 
 template <class I>
 class ExportedObject {
@@ -77,7 +75,7 @@ public:
             m_object != nullptr ? static_cast<I*>(m_object->QueryInterface(Traits::kIid)) : nullptr;
         if (m_interface == nullptr) {
             Unload();
-            return kExportedObjectLoadFailed;
+            return platform::kErrorObjectNotLoaded;
         }
         return 0;
     }
@@ -110,6 +108,6 @@ protected:
 private:
     std::uint32_t Fail(std::uint32_t error) {
         Unload();
-        return error != 0 ? error : kExportedObjectLoadFailed;
+        return error != 0 ? error : platform::kErrorObjectNotLoaded;
     }
 };

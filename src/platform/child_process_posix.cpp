@@ -22,9 +22,6 @@ namespace platform {
 
 namespace {
 
-// What CreateProcessW reports for a working folder that isn't there.
-constexpr ErrorCode kErrorDirectory = 267;
-
 pid_t WaitRetrying(pid_t pid, int& status, int options) {
     pid_t result;
     do {
@@ -293,6 +290,7 @@ public:
             std::string folder = WideToUtf8(*start.workingDirectory);
             struct stat info {};
             if (stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+                // What CreateProcessW reports for a working folder that isn't there.
                 return Failed(StartStep::kCreateProcess, kErrorDirectory);
             }
             if (int rc = posix_spawn_file_actions_addchdir_np(actions.Get(), folder.c_str())) {

@@ -70,14 +70,6 @@ inline constexpr std::uint32_t kKeyRead = 0x20019;
 inline constexpr std::uint32_t kKeyWrite = 0x20006;
 inline constexpr std::uint32_t kKeyAllAccess = 0xF003F;
 
-// Registry errors beyond error_codes.h.
-inline constexpr ErrorCode kErrorInvalidData = 13;
-inline constexpr ErrorCode kErrorBadPathname = 161;
-inline constexpr ErrorCode kErrorNoAccess = 998;
-inline constexpr ErrorCode kErrorRegistryCorrupt = 1015;
-inline constexpr ErrorCode kErrorKeyDeleted = 1018;
-inline constexpr ErrorCode kErrorUnsupportedType = 1630;
-
 // The longest value name Windows accepts, in characters.
 inline constexpr std::size_t kMaxValueNameLength = 16383;
 

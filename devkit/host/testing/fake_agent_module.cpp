@@ -13,6 +13,7 @@
 #include "nexilo/nexilo_agent_interface.h"
 #include "nexilo/serv_plugin_interface.h"
 #include "platform/environment.h"
+#include "platform/error_codes.h"
 
 #include <string>
 #include <type_traits>
@@ -48,7 +49,7 @@ public:
         return 0;
     }
     void UnInit() override {}
-    std::uint32_t ReservedSlot3() override { return 120; }
+    std::uint32_t ReservedSlot3() override { return platform::kErrorCallNotImplemented; }
     void ReservedSlot4() override {}
 
     std::uint32_t RegisterEvents(IEvents* events) override {
@@ -61,19 +62,25 @@ public:
     }
     std::uint32_t Ask(const wchar_t*, const wchar_t*, const cv::Value&, cv::Value&, bool*,
                       const cv::Value&) override {
-        return 120;
+        return platform::kErrorCallNotImplemented;
     }
-    std::uint32_t Login() override { return 120; }
-    std::uint32_t Logout() override { return 120; }
-    std::uint32_t SwitchAccount() override { return 120; }
-    std::uint32_t GetUserDetails(cv::Value*) override { return 120; }
-    std::uint32_t GetLanguage(cv::StringW&) override { return 120; }
-    std::uint32_t SetLanguage(cv::StringW) override { return 120; }
-    std::uint32_t SetIpmState(bool) override { return 120; }
-    std::uint32_t GetIpmState(bool*) override { return 120; }
-    std::uint32_t GetCurrentCampaign(cv::Value*) override { return 120; }
-    std::uint32_t UpdateCurrentCampaign(cv::Value) override { return 120; }
-    std::uint32_t SendCommand(const cv::Value&, std::uint32_t) override { return 120; }
+    std::uint32_t Login() override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t Logout() override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t SwitchAccount() override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t GetUserDetails(cv::Value*) override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t GetLanguage(cv::StringW&) override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t SetLanguage(cv::StringW) override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t SetIpmState(bool) override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t GetIpmState(bool*) override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t GetCurrentCampaign(cv::Value*) override {
+        return platform::kErrorCallNotImplemented;
+    }
+    std::uint32_t UpdateCurrentCampaign(cv::Value) override {
+        return platform::kErrorCallNotImplemented;
+    }
+    std::uint32_t SendCommand(const cv::Value&, std::uint32_t) override {
+        return platform::kErrorCallNotImplemented;
+    }
 
 private:
     IEvents* m_events = nullptr;
@@ -85,13 +92,13 @@ NEXILO_EXPORT std::uint32_t NEXILO_CALL CvCreateObject(const wchar_t* name, CvIi
                                                        void** object) {
     *object = nullptr;
     if (std::wstring(name) != kNexiloAgentObjectName || Misbehaves(L"refuse")) {
-        return 1168;
+        return platform::kErrorNotFound;
     }
     auto* agent = new FakeAgent();
     *object = agent->QueryInterface(iid);
     if (*object == nullptr) {
         delete agent;
-        return 1168;
+        return platform::kErrorNotFound;
     }
     return 0;
 }

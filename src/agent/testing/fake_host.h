@@ -4,6 +4,7 @@
 
 #include "nexilo/hk_settings.h"
 #include "nexilo/host_interfaces.h"
+#include "platform/error_codes.h"
 
 #include <cstdint>
 #include <map>
@@ -103,7 +104,7 @@ public:
             found = evsink;
         }
         if (found == nullptr) {
-            return 1168;
+            return platform::kErrorNotFound;
         }
         ++gets[key];
         *plugin = found;
