@@ -2,6 +2,7 @@
 
 #include "devkit/nodectl/node_state.h"
 #include "platform/build_config.h"
+#include "platform/hex.h"
 
 #include <map>
 #include <optional>
@@ -55,26 +56,14 @@ bool IsStatusWord(const std::string& word) {
 }
 
 std::optional<std::string> FromHex(const std::string& hex) {
-    auto nibble = [](char c) -> int {
-        if (c >= '0' && c <= '9') {
-            return c - '0';
-        }
-        if (c >= 'a' && c <= 'f') {
-            return c - 'a' + 10;
-        }
-        if (c >= 'A' && c <= 'F') {
-            return c - 'A' + 10;
-        }
-        return -1;
-    };
     std::string bytes;
     for (std::size_t i = 0; i < hex.size();) {
         if (hex[i] == ' ') {
             ++i;
             continue;
         }
-        int high = nibble(hex[i]);
-        int low = i + 1 < hex.size() ? nibble(hex[i + 1]) : -1;
+        int high = platform::HexDigitValue(hex[i]);
+        int low = i + 1 < hex.size() ? platform::HexDigitValue(hex[i + 1]) : -1;
         if (high < 0 || low < 0) {
             return std::nullopt;
         }

@@ -1,15 +1,12 @@
 #include "platform/registry.h"
 
+#include "platform/utf16.h"
+
 #include <array>
 
 namespace platform {
 
 namespace {
-
-void AppendUnit(std::vector<std::byte>& out, std::uint32_t unit) {
-    out.push_back(static_cast<std::byte>(unit & 0xFF));
-    out.push_back(static_cast<std::byte>((unit >> 8) & 0xFF));
-}
 
 std::array<unsigned char, 4> LittleEndian(std::uint32_t value) {
     return {static_cast<unsigned char>(value & 0xFF),
@@ -18,32 +15,21 @@ std::array<unsigned char, 4> LittleEndian(std::uint32_t value) {
             static_cast<unsigned char>((value >> 24) & 0xFF)};
 }
 
-bool IsHighSurrogate(std::uint32_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool IsLowSurrogate(std::uint32_t unit) {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
 } // namespace
 
 std::wstring TextFromRegistryBytes(const void* data, std::size_t size) {
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    std::size_t count = bytes == nullptr ? 0 : size / 2;
-    auto unitAt = [bytes](std::size_t i) {
-        return static_cast<std::uint32_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
-    };
+    std::size_t count = data == nullptr ? 0 : size / 2;
     std::wstring text;
     text.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
-        std::uint32_t unit = unitAt(i);
+        std::uint32_t unit = Utf16UnitAt(data, i);
         if (unit == 0) {
             break;
         }
         if constexpr (sizeof(wchar_t) == 4) {
-            if (IsHighSurrogate(unit) && i + 1 < count && IsLowSurrogate(unitAt(i + 1))) {
-                unit = 0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00);
+            if (IsHighSurrogate(unit) && i + 1 < count &&
+                IsLowSurrogate(Utf16UnitAt(data, i + 1))) {
+                unit = CombineSurrogates(unit, Utf16UnitAt(data, i + 1));
                 ++i;
             }
         }
@@ -56,21 +42,9 @@ std::vector<std::byte> RegistryBytesFromText(std::wstring_view text) {
     std::vector<std::byte> bytes;
     bytes.reserve((text.size() + 1) * 2);
     for (wchar_t c : text) {
-        auto point = static_cast<std::uint32_t>(c);
-        if (point > 0xFFFF) {
-            if (point > 0x10FFFF) {
-                point = 0xFFFD;
-                AppendUnit(bytes, point);
-                continue;
-            }
-            point -= 0x10000;
-            AppendUnit(bytes, 0xD800 + (point >> 10));
-            AppendUnit(bytes, 0xDC00 + (point & 0x3FF));
-            continue;
-        }
-        AppendUnit(bytes, point);
+        AppendUtf16CodePoint(bytes, static_cast<std::uint32_t>(c));
     }
-    AppendUnit(bytes, 0);
+    AppendUtf16Unit(bytes, 0);
     return bytes;
 }
 

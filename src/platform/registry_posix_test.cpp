@@ -3,6 +3,7 @@
 
 #include "platform/environment.h"
 #include "platform/registry_sandbox.h"
+#include "platform/testing/files.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,15 +20,8 @@ using ::testing::Not;
 
 constexpr RegistryRoot kMachine = RegistryRoot::kLocalMachine;
 
-std::string ReadFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void WriteFile(const std::filesystem::path& path, const std::string& text) {
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
+using platform_testing::ReadFile;
+using platform_testing::WriteFile;
 
 class FileRegistryTest : public ::testing::Test {
 protected:
@@ -90,15 +84,40 @@ TEST_F(FileRegistryTest, NeverOverwritesAFileThatIsNotAStore) {
 }
 
 TEST_F(FileRegistryTest, FileSystemErrorsBecomeWindowsNumbers) {
-    std::filesystem::create_directories(File("HKEY_LOCAL_MACHINE.reg"));
-    EXPECT_EQ(Reg().OpenKey(kMachine, L"", kKeyRead).error, kErrorAccessDenied);
-    EXPECT_EQ(Reg().WriteDword(kMachine, L"K", L"v", 1), kErrorAccessDenied);
+    std::filesystem::create_directories(File("folder") / "HKEY_LOCAL_MACHINE.reg");
+    WriteFile(File("regular"), "a file where a folder should be");
+    const struct {
+        const char* what;
+        std::filesystem::path folder;
+        ErrorCode read;  // opening the key "K"
+        ErrorCode write; // writing a value under it
+    } cases[] = {
+        {"a folder where the store file should be", File("folder"), kErrorAccessDenied,
+         kErrorAccessDenied},
+        {"a folder not made yet", File("not") / "yet", kErrorFileNotFound, kErrorSuccess},
+        {"a path through a regular file", File("regular") / "sub", kErrorPathNotFound,
+         kErrorPathNotFound},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto registry = MakeFileRegistry(c.folder);
+        EXPECT_EQ(registry->OpenKey(kMachine, L"K", kKeyRead).error, c.read);
+        EXPECT_EQ(registry->WriteDword(kMachine, L"K", L"v", 1), c.write);
+    }
+}
 
-    std::filesystem::path missing = m_sandbox.Folder() / "not" / "yet";
+TEST_F(FileRegistryTest, ReadingNeverCreatesTheFolder) {
+    const std::filesystem::path missing = File("not") / "yet";
     auto unborn = MakeFileRegistry(missing);
-    EXPECT_EQ(unborn->OpenKey(kMachine, L"K", kKeyRead).error, kErrorFileNotFound);
-    EXPECT_EQ(unborn->OpenKey(kMachine, L"", kKeyRead).error, kErrorSuccess);
-    EXPECT_FALSE(std::filesystem::exists(missing)) << "reading must not create the folder";
+    EXPECT_EQ(unborn->OpenKey(kMachine, L"", kKeyRead).error, kErrorSuccess) << "an empty root";
+    EXPECT_EQ(unborn->ReadDword(kMachine, L"", L"v").error, kErrorFileNotFound);
+    EXPECT_FALSE(std::filesystem::exists(missing));
+}
+
+TEST_F(FileRegistryTest, NamesFoldBeyondAscii) {
+    ASSERT_EQ(Reg().WriteString(kMachine, L"Caf\u00e9", L"\u00c9t\u00e9", L"summer"),
+              kErrorSuccess);
+    EXPECT_EQ(Reg().ReadString(kMachine, L"CAF\u00c9", L"\u00e9T\u00c9").value, L"summer");
 }
 
 TEST(DefaultRegistryFolderTest, FollowsTheEnvironment) {

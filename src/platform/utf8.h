@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,11 @@ namespace platform {
 
 [[nodiscard]] std::size_t WideToUtf8(const wchar_t* text, char* out, std::size_t outSize) noexcept;
 [[nodiscard]] std::size_t Utf8ToWide(const char* text, wchar_t* out, std::size_t outSize) noexcept;
+
+// Writes the UTF-8 form of one code point (up to U+10FFFF) to `out` and returns its length, 1 to
+// 4. A surrogate code point is encoded like any other (the generalized form); the conversions
+// above replace it, callers that must keep lone surrogates use this.
+std::size_t EncodeUtf8(std::uint32_t point, char (&out)[4]) noexcept;
 
 // Whole-text helpers over the two above; the texts end at their first zero. Empty on failure.
 std::string WideToUtf8(std::wstring_view text);

@@ -35,18 +35,14 @@ private:
 };
 
 bool PutUtf8(Sink<char>& sink, char32_t cp) {
-    auto put = [&sink](std::uint32_t byte) { return sink.Put(static_cast<char>(byte)); };
-    if (cp < 0x80) {
-        return put(cp);
+    char bytes[4];
+    const std::size_t length = EncodeUtf8(cp, bytes);
+    for (std::size_t i = 0; i < length; ++i) {
+        if (!sink.Put(bytes[i])) {
+            return false;
+        }
     }
-    if (cp < 0x800) {
-        return put(0xC0 | (cp >> 6)) && put(0x80 | (cp & 0x3F));
-    }
-    if (cp < 0x10000) {
-        return put(0xE0 | (cp >> 12)) && put(0x80 | ((cp >> 6) & 0x3F)) && put(0x80 | (cp & 0x3F));
-    }
-    return put(0xF0 | (cp >> 18)) && put(0x80 | ((cp >> 12) & 0x3F)) &&
-           put(0x80 | ((cp >> 6) & 0x3F)) && put(0x80 | (cp & 0x3F));
+    return true;
 }
 
 // Decodes one sequence at `p`; a bad sequence yields U+FFFD and consumes its maximal valid
