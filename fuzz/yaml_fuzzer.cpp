@@ -15,10 +15,10 @@ namespace {
 
 // One folder per process, removed at a normal exit. Saves force their data to the disk, which
 // on a tmpfs costs nothing and elsewhere limits the fuzzer to a few dozen runs a second.
-const platform::testing::TempDir& Folder() {
-    static const platform::testing::TempDir folder(std::filesystem::is_directory("/dev/shm")
-                                                       ? std::filesystem::path("/dev/shm")
-                                                       : std::filesystem::temp_directory_path());
+const platform_testing::TempDir& Folder() {
+    static const platform_testing::TempDir folder(std::filesystem::is_directory("/dev/shm")
+                                                      ? std::filesystem::path("/dev/shm")
+                                                      : std::filesystem::temp_directory_path());
     return folder;
 }
 
@@ -30,7 +30,7 @@ std::string ReadBytes(const std::filesystem::path& path) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const platform::testing::TempDir& folder = Folder();
+    const platform_testing::TempDir& folder = Folder();
     std::ofstream(folder.Path() / "input.yaml", std::ios::binary | std::ios::trunc)
         .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
 

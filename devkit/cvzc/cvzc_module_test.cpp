@@ -2,7 +2,7 @@
 // its exports.
 #include "cloud/cloud_client_api.h"
 #include "devkit/common/testing/module_exports.h"
-#include "devkit/common/testing/scratch_home.h"
+#include "platform/testing/scratch_home.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ class CvzcModuleTest : public testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(m_module.Missing(), ""); }
 
-    devkit_testing::ScratchHome m_home;
+    platform_testing::ScratchHome m_home;
     devkit_testing::ModuleExports m_module{L"cvzc.dll"};
     CvzInitFn m_init = m_module.Find<CvzInitFn>("cvzephra_init");
     CvzUninitFn m_uninit = m_module.Find<CvzUninitFn>("cvzephra_uninit");

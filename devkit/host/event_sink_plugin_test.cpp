@@ -13,7 +13,7 @@ namespace devkit::host {
 namespace {
 
 TEST(EventSinkPluginTest, RecordsOneLinePerCallWithNullsAndEscapes) {
-    platform::testing::TempDir dir;
+    platform_testing::TempDir dir;
     const std::filesystem::path record = dir.Path() / "host" / "evsink.jsonl";
     EventSinkPlugin sink(record);
     EXPECT_EQ(sink.QueryInterface(kIidDeviceDetectionEvents),
@@ -31,7 +31,7 @@ TEST(EventSinkPluginTest, RecordsOneLinePerCallWithNullsAndEscapes) {
 }
 
 TEST(EventSinkPluginTest, ReportsARecordThatCannotBeWritten) {
-    platform::testing::TempDir dir;
+    platform_testing::TempDir dir;
     EventSinkPlugin sink(dir.Path()); // a folder, not a file
     EXPECT_EQ(sink.SetUserData(L"T", L"D", L"A"), 31u);
 }

@@ -2,11 +2,11 @@
 // Ask through the dev kit's cloud library, the module's plain exports through the dev kit's node
 // tool, UnInit, every plugin given back), and against a stand-in module for the failures that the
 // real agent never shows.
-#include "devkit/common/testing/scratch_home.h"
 #include "devkit/host/host_paths.h"
 #include "devkit/host/host_run.h"
 #include "platform/environment.h"
 #include "platform/module_loader.h"
+#include "platform/testing/scratch_home.h"
 #include "platform/testing/test_bin.h"
 #include "platform/utf8.h"
 
@@ -28,7 +28,7 @@ constexpr const char* kSignedIn = R"({"user": {"user_token": "T1", "device_id": 
     "agent_fields": {"globalex": {"anon_id": "anon-7 \r\n"}}})";
 
 std::string Module(const wchar_t* name) {
-    return PathText(platform::testing::TestBinFolder() /
+    return PathText(platform_testing::TestBinFolder() /
                     PathFromWide(platform::SystemModuleName(name)));
 }
 
@@ -69,7 +69,7 @@ protected:
         return {code, out.str(), err.str()};
     }
 
-    devkit_testing::ScratchHome m_home;
+    platform_testing::ScratchHome m_home;
     HostSetup m_setup;
 };
 

@@ -18,7 +18,7 @@ protected:
         return file;
     }
 
-    platform::testing::TempDir m_dir;
+    platform_testing::TempDir m_dir;
     ProductInfoPlugin m_plugin;
 };
 

@@ -1,10 +1,10 @@
 // The settings plugin over its durable store: typed reads, missing keys, durability, atomic
 // replacement, broken files and node counting.
-#include "devkit/common/testing/scratch_home.h"
 #include "devkit/host/hk_settings_plugin.h"
 #include "devkit/host/host_paths.h"
 #include "devkit/host/settings_store.h"
 #include "nexilo/host_interfaces.h"
+#include "platform/testing/scratch_home.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ protected:
     }
 
     static constexpr const char* kFile = "host/settings.json";
-    devkit_testing::ScratchHome m_home;
+    platform_testing::ScratchHome m_home;
     std::unique_ptr<SettingsStore> m_store;
     std::unique_ptr<HKSettingsPlugin> m_plugin;
     std::vector<std::string> m_reports;

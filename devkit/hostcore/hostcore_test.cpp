@@ -17,7 +17,7 @@ constexpr std::int32_t kHourMs = 3600 * 1000;
 
 // A gate that threads wait at until another one opens it.
 struct Gate {
-    platform::testing::Latch open{1};
+    platform_testing::Latch open{1};
     void Open() { open.CountDown(); }
     void Pass() { open.Wait(); }
 };

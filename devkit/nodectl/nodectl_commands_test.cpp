@@ -32,7 +32,7 @@ protected:
         return text;
     }
 
-    platform::testing::TempDir m_temp;
+    platform_testing::TempDir m_temp;
     std::filesystem::path m_file = m_temp.Path() / "node" / "state.json";
 };
 

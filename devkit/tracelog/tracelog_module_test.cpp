@@ -2,6 +2,7 @@
 #include "devkit/common/testing/module_exports.h"
 #include "nexilo/log_module.h"
 #include "platform/environment.h"
+#include "platform/testing/files.h"
 #include "platform/testing/temp_dir.h"
 
 #include <gmock/gmock.h>
@@ -37,15 +38,10 @@ protected:
     }
     // The lines of the file `name` in the test's folder.
     std::vector<std::string> Lines(const char* name = "trace.log") const {
-        std::ifstream in(m_dir.Path() / name, std::ios::binary);
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(in, line);) {
-            lines.push_back(line);
-        }
-        return lines;
+        return platform_testing::ReadLines(m_dir.Path() / name);
     }
 
-    platform::testing::TempDir m_dir;
+    platform_testing::TempDir m_dir;
     std::wstring m_path = m_dir.File(L"trace.log");
     devkit_testing::ModuleExports m_module{L"tracelog.dll"};
     LogInitFn m_init = m_module.Find<LogInitFn>("LogInit");

@@ -164,7 +164,7 @@ TEST(JsonTest, PackRefusesTheTokenThatTakesOverAReference) {
 }
 
 TEST(JsonTest, LoadAndSaveByPath) {
-    platform::testing::TempDir dir;
+    platform_testing::TempDir dir;
     const std::wstring path = dir.File(L"doc \u00e9.json");
     EXPECT_TRUE(Parsed(R"({"a":[1,"x"]})").Save(path));
     Json loaded;

@@ -1,5 +1,6 @@
 #include "foundation/yaml_store.h"
 
+#include "platform/testing/files.h"
 #include "platform/testing/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -16,16 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string ReadNormalised(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    return text;
-}
-
-void WriteBytes(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
+using platform_testing::ReadTextFile;
+using platform_testing::WriteFile;
 
 std::wstring Render(const Value& value) {
     return value.ToString().GetString();
@@ -34,11 +27,11 @@ std::wstring Render(const Value& value) {
 class YamlStoreTest : public ::testing::Test {
 protected:
     Value LoadText(const std::string& text) {
-        WriteBytes(m_dir.Path() / "in.yaml", text);
+        WriteFile(m_dir.Path() / "in.yaml", text);
         return LoadYamlFile(m_dir.File(L"in.yaml").c_str());
     }
 
-    platform::testing::TempDir m_dir;
+    platform_testing::TempDir m_dir;
 };
 
 TEST_F(YamlStoreTest, ScalarsFollowTheSystemsRules) {
@@ -94,11 +87,11 @@ TEST_F(YamlStoreTest, SaveWritesKindsByStyleAndWhatLoadsBackSavesAlike) {
 
     // A save replaces the old file and truncates a temporary that an earlier failure left.
     const std::wstring path = m_dir.File(L"doc.yaml");
-    WriteBytes(m_dir.Path() / "doc.yaml", "old: 1\n");
-    WriteBytes(m_dir.Path() / "doc.yaml.temp", std::string(10000, '#'));
+    WriteFile(m_dir.Path() / "doc.yaml", "old: 1\n");
+    WriteFile(m_dir.Path() / "doc.yaml.temp", std::string(10000, '#'));
     ASSERT_TRUE(SaveYamlFile(doc, path.c_str()));
     EXPECT_FALSE(fs::exists(m_dir.Path() / "doc.yaml.temp"));
-    const std::string text = ReadNormalised(m_dir.Path() / "doc.yaml");
+    const std::string text = ReadTextFile(m_dir.Path() / "doc.yaml");
     EXPECT_EQ(text, R"(---
 "string true": "true"
 "string 12": "12"
@@ -114,7 +107,7 @@ TEST_F(YamlStoreTest, SaveWritesKindsByStyleAndWhatLoadsBackSavesAlike) {
 )");
 
     ASSERT_TRUE(SaveYamlFile(LoadYamlFile(path.c_str()), path.c_str()));
-    EXPECT_EQ(ReadNormalised(m_dir.Path() / "doc.yaml"), text);
+    EXPECT_EQ(ReadTextFile(m_dir.Path() / "doc.yaml"), text);
 }
 
 // Only a syntax error writes the text, and each thread has its own.
@@ -171,10 +164,10 @@ TEST_F(YamlStoreTest, FailedSavesKeepWhatWasThere) {
     EXPECT_TRUE(fs::is_directory(m_dir.Path() / "dir.yaml" / "inner"));
     EXPECT_EQ(Render(LoadYamlFile(m_dir.File(L"dir.yaml.temp").c_str())), Render(doc));
 
-    WriteBytes(m_dir.Path() / "doc.yaml", "old: 1\n");
+    WriteFile(m_dir.Path() / "doc.yaml", "old: 1\n");
     fs::create_directory(m_dir.Path() / "doc.yaml.temp"); // the temporary cannot be opened
     EXPECT_FALSE(SaveYamlFile(doc, m_dir.File(L"doc.yaml").c_str()));
-    EXPECT_EQ(ReadNormalised(m_dir.Path() / "doc.yaml"), "old: 1\n");
+    EXPECT_EQ(ReadTextFile(m_dir.Path() / "doc.yaml"), "old: 1\n");
 }
 
 } // namespace

@@ -20,7 +20,7 @@ namespace platform {
 namespace {
 
 std::wstring Helper() {
-    return testing::TestProgram("nexilo_child_helper").wstring();
+    return platform_testing::TestProgram("nexilo_child_helper").wstring();
 }
 
 ChildStart Plain(const std::wstring& arguments) {
@@ -71,7 +71,7 @@ TEST(ChildProcessTest, PlainChildReportsItsExitCodeAndHasNothingToRead) {
 }
 
 TEST(ChildProcessTest, StartFailsForAMissingProgramOrFolder) {
-    testing::TempDir temp;
+    platform_testing::TempDir temp;
     StartResult missing =
         SystemProcessLauncher().Start(Captured(L"\"" + temp.File(L"nothing.exe") + L"\" x"));
     EXPECT_EQ(missing.error, kErrorFileNotFound);
@@ -100,7 +100,7 @@ TEST(ChildProcessTest, CaptureReadsOutputAndErrorOnceUpToTheLimit) {
 }
 
 TEST(ChildProcessTest, CaptureRunsInTheGivenFolder) {
-    testing::TempDir temp;
+    platform_testing::TempDir temp;
     ChildStart start = Captured(Helper() + L" cwd");
     start.workingDirectory = temp.Path().wstring();
     std::string folder = RunCaptured(start);
@@ -116,7 +116,7 @@ TEST(ChildProcessTest, ChildSeesTheArgumentsTheRuntimeRulesGive) {
 TEST(ChildProcessTest, UnquotedProgramPathWithABlankRunsWithShiftedArguments) {
     // Like CreateProcessW, the start tries "<temp>/with" first, then "<temp>/with blank/helper";
     // the child then finds the rest of its own path among its arguments.
-    testing::TempDir temp;
+    platform_testing::TempDir temp;
     std::filesystem::path copy =
         temp.Path() / "with blank" / std::filesystem::path(Helper()).filename();
     std::filesystem::create_directory(copy.parent_path());

@@ -1,5 +1,6 @@
 #include "platform/file_util.h"
 
+#include "platform/testing/files.h"
 #include "platform/testing/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -13,13 +14,7 @@
 namespace platform {
 namespace {
 
-// The bytes of a file without carriage returns, which text mode adds on Windows.
-std::string ReadBytes(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    return text;
-}
+using platform_testing::ReadTextFile;
 
 void WriteText(const std::wstring& path, const std::string& text) {
     OpenFileResult opened = OpenTextFile(path.c_str(), TextFileMode::kWrite);
@@ -29,11 +24,11 @@ void WriteText(const std::wstring& path, const std::string& text) {
 }
 
 TEST(FileUtilTest, TextWrittenOverAnOldFileReadsBackLineForLine) {
-    testing::TempDir dir;
+    platform_testing::TempDir dir;
     const std::wstring path = dir.File(L"text \u00e9.txt");
     WriteText(path, "a long first text\n");
     WriteText(path, "one\ntwo\n");
-    EXPECT_EQ(ReadBytes(dir.Path() / u8"text \u00e9.txt"), "one\ntwo\n");
+    EXPECT_EQ(ReadTextFile(dir.Path() / u8"text \u00e9.txt"), "one\ntwo\n");
 
     OpenFileResult opened = OpenTextFile(path.c_str(), TextFileMode::kRead);
     ASSERT_EQ(opened.error, kErrorSuccess);
@@ -43,7 +38,7 @@ TEST(FileUtilTest, TextWrittenOverAnOldFileReadsBackLineForLine) {
 }
 
 TEST(FileUtilTest, ReadingOnlyOpensRegularFiles) {
-    testing::TempDir dir;
+    platform_testing::TempDir dir;
     EXPECT_EQ(OpenTextFile(dir.File(L"absent").c_str(), TextFileMode::kRead).error,
               kErrorFileNotFound);
     std::filesystem::create_directory(dir.Path() / "folder");
@@ -55,12 +50,12 @@ TEST(FileUtilTest, ReadingOnlyOpensRegularFiles) {
 }
 
 TEST(FileUtilTest, ReplaceSwapsInTheNewFileOrLeavesBothInPlace) {
-    testing::TempDir dir;
+    platform_testing::TempDir dir;
     WriteText(dir.File(L"target"), "old\n");
     WriteText(dir.File(L"source"), "new\n");
     ASSERT_EQ(ReplaceFileAtomically(dir.File(L"source").c_str(), dir.File(L"target").c_str()),
               kErrorSuccess);
-    EXPECT_EQ(ReadBytes(dir.Path() / "target"), "new\n");
+    EXPECT_EQ(ReadTextFile(dir.Path() / "target"), "new\n");
     EXPECT_FALSE(std::filesystem::exists(dir.Path() / "source"));
 
     // A non-empty directory cannot be replaced by a file on any system, even by root.
@@ -69,7 +64,7 @@ TEST(FileUtilTest, ReplaceSwapsInTheNewFileOrLeavesBothInPlace) {
     EXPECT_NE(ReplaceFileAtomically(dir.File(L"source").c_str(), dir.File(L"folder").c_str()),
               kErrorSuccess);
     EXPECT_TRUE(std::filesystem::is_directory(dir.Path() / "folder" / "inner"));
-    EXPECT_EQ(ReadBytes(dir.Path() / "source"), "newer\n");
+    EXPECT_EQ(ReadTextFile(dir.Path() / "source"), "newer\n");
 }
 
 } // namespace

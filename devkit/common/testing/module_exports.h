@@ -15,7 +15,7 @@ public:
     // `name` as the product names it ("cvzc.dll"), from `folder` under the build's bin/.
     explicit ModuleExports(const wchar_t* name, const std::filesystem::path& folder = {})
         : m_loaded(platform::LoadModuleFile(
-              platform::JoinPath((platform::testing::TestBinFolder() / folder).wstring(),
+              platform::JoinPath((platform_testing::TestBinFolder() / folder).wstring(),
                                  platform::SystemModuleName(name)))) {}
 
     // The export, or null when it is missing (its name then joins Missing()).

@@ -10,7 +10,16 @@
 #include <string>
 #include <vector>
 
-namespace platform::testing {
+namespace platform_testing {
+
+using platform::ChildProcess;
+using platform::ChildStart;
+using platform::ErrorCode;
+using platform::kErrorSuccess;
+using platform::kOutputReadLimit;
+using platform::ProcessLauncher;
+using platform::StartResult;
+using platform::StartStep;
 
 struct FakeChildScript {
     ErrorCode startError = kErrorSuccess;
@@ -72,4 +81,4 @@ private:
     };
 };
 
-} // namespace platform::testing
+} // namespace platform_testing

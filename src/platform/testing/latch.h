@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <mutex>
 
-namespace platform::testing {
+namespace platform_testing {
 
 class Latch {
 public:
@@ -38,4 +38,4 @@ private:
     std::ptrdiff_t m_count;
 };
 
-} // namespace platform::testing
+} // namespace platform_testing

@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-namespace platform::testing {
+namespace platform_testing {
 
 class TempDir {
 public:
@@ -45,4 +45,4 @@ private:
     std::filesystem::path m_path;
 };
 
-} // namespace platform::testing
+} // namespace platform_testing

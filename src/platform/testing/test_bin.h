@@ -9,13 +9,13 @@
 #include <filesystem>
 #include <string>
 
-namespace platform::testing {
+namespace platform_testing {
 
 inline std::filesystem::path TestBinFolder() {
     const char* bin = std::getenv("NEXILO_TEST_BIN");
     std::filesystem::path folder =
         bin && *bin ? std::filesystem::path(bin)
-                    : std::filesystem::path(GetExecutablePath().path).parent_path();
+                    : std::filesystem::path(platform::GetExecutablePath().path).parent_path();
     // Wine: the variable holds a Unix path; absolute() gives it a drive letter.
     return std::filesystem::absolute(folder).make_preferred();
 }
@@ -29,4 +29,4 @@ inline std::filesystem::path TestProgram(const std::string& name) {
 #endif
 }
 
-} // namespace platform::testing
+} // namespace platform_testing

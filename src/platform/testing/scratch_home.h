@@ -1,16 +1,16 @@
 // A fresh dev kit home for one test: a temporary folder that NEXILO_DEVKIT_HOME names while the
-// object lives, with helpers for the files in it. For the dev kit's tests only; one at a time.
+// object lives, where the dev kit's stand-ins (cloud library, node tool, host) keep their state.
+// For tests that run those stand-ins; one at a time, as it sets a process-wide variable.
 #pragma once
 
 #include "platform/environment.h"
+#include "platform/testing/files.h"
 #include "platform/testing/temp_dir.h"
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
-namespace devkit_testing {
+namespace platform_testing {
 
 class ScratchHome {
 public:
@@ -18,23 +18,24 @@ public:
         platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", m_dir.Path().wstring().c_str());
     }
     ~ScratchHome() { platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", nullptr); }
+    ScratchHome(const ScratchHome&) = delete;
+    ScratchHome& operator=(const ScratchHome&) = delete;
 
     const std::filesystem::path& Path() const { return m_dir.Path(); }
+    // The wide form of a path inside the home (see TempDir::File).
+    std::wstring File(const std::wstring& name) const { return m_dir.File(name); }
 
     // Writes `text` to the file at `relative`, creating its folders.
     void Write(const std::filesystem::path& relative, const std::string& text) const {
-        std::filesystem::create_directories((Path() / relative).parent_path());
-        std::ofstream(Path() / relative, std::ios::binary) << text;
+        WriteFile(Path() / relative, text);
     }
     // The file's bytes; empty when it cannot be read.
     std::string Read(const std::filesystem::path& relative) const {
-        std::ostringstream text;
-        text << std::ifstream(Path() / relative, std::ios::binary).rdbuf();
-        return text.str();
+        return ReadFile(Path() / relative);
     }
 
 private:
-    platform::testing::TempDir m_dir;
+    TempDir m_dir;
 };
 
-} // namespace devkit_testing
+} // namespace platform_testing
