@@ -1,12 +1,9 @@
-// Costs of the frame's hot paths beside their baselines in the same run: a logging statement
-// while nobody holds the logger against a plain atomic load, and firing an event to 1 and 10
-// subscribers against a plain loop of the same virtual calls.
-#include "diag/log_binding.h"
+// Costs of the frame's hot paths beside their baselines in the same run: firing an event to 1 and
+// 10 subscribers against a plain loop of the same virtual calls.
 #include "frame/event.h"
 
 #include <benchmark/benchmark.h>
 
-#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -31,29 +28,6 @@ public:
 
 using BenchEvent = Event<MemberFunction_2_args<IBenchEvents, void, const wchar_t*, const int&>,
                          &IBenchEvents::OnEvent>;
-
-std::atomic<std::int32_t> g_word{0};
-
-void BM_AtomicLoad(benchmark::State& state) {
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(g_word.load(std::memory_order_relaxed));
-    }
-}
-BENCHMARK(BM_AtomicLoad);
-
-int Expensive(int value) {
-    benchmark::DoNotOptimize(value);
-    return value * 3;
-}
-
-void BM_LogStatementWithoutHolder(benchmark::State& state) {
-    int i = 0;
-    for (auto _ : state) {
-        NX_LOG_INFO(L"Bench::Loop", L"iteration %d of %s", Expensive(++i), L"a loop");
-        benchmark::ClobberMemory();
-    }
-}
-BENCHMARK(BM_LogStatementWithoutHolder);
 
 void BM_VirtualCallLoop(benchmark::State& state) {
     std::vector<Counter> counters(static_cast<std::size_t>(state.range(0)));

@@ -1,19 +1,7 @@
 #include "diag/function_tracer.h"
 
-#include "diag/log_binding.h"
-#include "platform/monotonic_clock.h"
-
-#include <atomic>
-
 namespace logging {
 namespace {
-
-constinit std::atomic<FunctionTracer::Clock> g_clock{nullptr};
-
-std::uint32_t Now() noexcept {
-    FunctionTracer::Clock clock = g_clock.load(std::memory_order_relaxed);
-    return clock != nullptr ? clock() : platform::MonotonicMs32();
-}
 
 // Copies at most `limit` characters and terminates; the rest of the text is dropped.
 void CopyCut(wchar_t* out, const wchar_t* text, std::uint32_t limit) noexcept {
@@ -26,26 +14,10 @@ void CopyCut(wchar_t* out, const wchar_t* text, std::uint32_t limit) noexcept {
     out[i] = 0;
 }
 
-void WriteLine(std::int32_t depthChange, const wchar_t* name, const wchar_t* format,
-               const wchar_t* label, std::int32_t elapsed) {
-    LogHandle handle;
-    CLogDLL* log = handle.Acquire();
-    if (log == nullptr) {
-        log = handle.Acquire();
-    }
-    if (log != nullptr) {
-        const std::uint32_t level = kLogLevelTrace;
-        log->LogWrite(depthChange, &level, log->m_self, name, format, label, elapsed);
-    }
-}
-
 } // namespace
 
-void FunctionTracer::SetClockForTesting(Clock clock) noexcept {
-    g_clock.store(clock);
-}
-
-FunctionTracer::FunctionTracer(const wchar_t* name) : m_start(Now()) {
+FunctionTracer::FunctionTracer(const wchar_t* name, LogSink* sink, Clock clock)
+    : m_start(clock()), m_sink(sink), m_clock(clock) {
     CopyCut(m_label, name, kLabelLimit);
     std::uint32_t end = 0;
     while (m_label[end] != 0) {
@@ -55,12 +27,22 @@ FunctionTracer::FunctionTracer(const wchar_t* name) : m_start(Now()) {
     m_label[end + 1] = L')';
     m_label[end + 2] = 0;
     CopyCut(m_name, name, kNameLimit);
-    WriteLine(+1, m_name, L"-> %s", m_label, 0);
+    WriteLine(+1, L"-> %s", 0);
 }
 
 FunctionTracer::~FunctionTracer() {
-    auto elapsed = static_cast<std::int32_t>(Now() - m_start);
-    WriteLine(-1, m_name, L"<- %s [%d]", m_label, elapsed);
+    WriteLine(-1, L"<- %s [%d]", static_cast<std::int32_t>(m_clock() - m_start));
+}
+
+void FunctionTracer::WriteLine(std::int32_t depthChange, const wchar_t* format,
+                               std::int32_t elapsed) {
+    // The entry format has no %d: the extra argument is ignored, as printf ignores it.
+    const wchar_t* label = m_label;
+    if (m_sink != nullptr) {
+        WriteToSink(*m_sink, kLogLevelTrace, depthChange, m_name, format, label, elapsed);
+    } else {
+        WriteToModule(kLogLevelTrace, depthChange, m_name, format, label, elapsed);
+    }
 }
 
 } // namespace logging

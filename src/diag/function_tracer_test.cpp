@@ -1,5 +1,7 @@
 #include "diag/function_tracer.h"
-#include "diag/log_test_support.h"
+
+#include "diag/testing/held_log.h"
+#include "diag/testing/recording_log_sink.h"
 #include "platform/environment.h"
 
 #include <gtest/gtest.h>
@@ -9,69 +11,90 @@
 namespace logging {
 namespace {
 
-using testing::HeldLog;
-using testing::Tail;
+using diag_testing::HeldLog;
+using diag_testing::RecordingLogSink;
+using diag_testing::Tail;
 
 std::uint32_t g_now = 0;
-std::uint32_t FakeClock() {
+std::uint32_t FakeClock() noexcept {
     return g_now;
 }
 
-class FunctionTracerTest : public ::testing::Test {
-protected:
-    void SetUp() override { FunctionTracer::SetClockForTesting(FakeClock); }
-    void TearDown() override { FunctionTracer::SetClockForTesting(nullptr); }
-};
-
-TEST_F(FunctionTracerTest, CutsLongNamesToTheirBuffers) {
-    std::wstring name(300, L'n');
-    HeldLog log;
+TEST(FunctionTracerTest, CutsLongNamesToTheirBuffers) {
+    const std::wstring name(300, L'n');
+    RecordingLogSink sink;
     {
-        FunctionTracer tracer(name.c_str());
+        FunctionTracer tracer(name.c_str(), &sink, FakeClock);
         EXPECT_EQ(std::wstring(tracer.Label()), std::wstring(257, L'n') + L"()");
         EXPECT_EQ(std::wstring(tracer.Name()), std::wstring(259, L'n'));
     }
-    std::vector<std::string> lines = log.Lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(Tail(lines[0]), std::string(259, 'n') + ": -> " + std::string(257, 'n') + "()");
+    ASSERT_EQ(sink.Lines().size(), 2u);
+    EXPECT_EQ(sink.Lines()[0].function, std::wstring(259, L'n'));
+    EXPECT_EQ(sink.Lines()[0].message, L"-> " + std::wstring(257, L'n') + L"()");
 }
 
-TEST_F(FunctionTracerTest, WritesEntryAndExitAroundTheScopeWithDepthAndElapsedTime) {
-    HeldLog log;
+TEST(FunctionTracerTest, WritesEntryAndExitAroundTheScopeWithDepthAndElapsedTime) {
+    RecordingLogSink sink;
     g_now = 1000;
     {
-        NX_TRACE_SCOPE(L"Agent::Init");
-        NX_LOG_INFO(L"Agent::Init", L"inside");
+        const FunctionLog log(L"Agent::Init", &sink);
+        FunctionTracer tracer(log, FakeClock);
+        NX_LOG_INFO(log, L"inside");
         g_now = 1250;
     }
     g_now = 0xFFFFFFF0u;
     {
-        FunctionTracer tracer(L"Wrap");
+        FunctionTracer tracer(L"Wrap", &sink, FakeClock);
         g_now = 0x10; // the 32-bit clock wrapped
     }
-    std::vector<std::string> lines = log.Lines();
-    ASSERT_EQ(lines.size(), 5u);
-    EXPECT_EQ(Tail(lines[0]), "Agent::Init: -> Agent::Init()");
-    EXPECT_EQ(Tail(lines[1]), "..Agent::Init: inside");
-    EXPECT_EQ(Tail(lines[2]), "Agent::Init: <- Agent::Init() [250]");
-    EXPECT_EQ(Tail(lines[4]), "Wrap: <- Wrap() [32]");
+    const struct {
+        std::uint32_t level;
+        std::int32_t depthChange;
+        const wchar_t* text;
+    } expected[] = {
+        {kLogLevelTrace, +1, L"Agent::Init|-> Agent::Init()"},
+        {kLogLevelInfo, 0, L"Agent::Init|inside"},
+        {kLogLevelTrace, -1, L"Agent::Init|<- Agent::Init() [250]"},
+        {kLogLevelTrace, +1, L"Wrap|-> Wrap()"},
+        {kLogLevelTrace, -1, L"Wrap|<- Wrap() [32]"},
+    };
+    const auto lines = sink.Lines();
+    ASSERT_EQ(lines.size(), std::size(expected));
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i].level, expected[i].level) << i;
+        EXPECT_EQ(lines[i].depthChange, expected[i].depthChange) << i;
+        EXPECT_EQ(lines[i].function + L"|" + lines[i].message, expected[i].text);
+    }
 }
 
-TEST_F(FunctionTracerTest, WritesWithoutAnyHolder) {
-    platform::testing::TempDir dir;
-    std::wstring path = dir.File(L"unheld.log");
+TEST(FunctionTracerTest, WritesToTheModuleWithoutAnyHolder) {
+    platform_testing::TempDir dir;
+    const std::wstring path = dir.File(L"unheld.log");
     ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_TRACELOG_FILE", path.c_str()));
     ASSERT_FALSE(IsLoggerHeld());
     {
-        FunctionTracer tracer(L"Unheld");
-        NX_LOG_INFO(L"Unheld", L"a statement without a holder stays silent");
+        const FunctionLog log(L"Unheld");
+        FunctionTracer tracer(log, FakeClock);
+        NX_LOG_INFO(log, L"a statement without a holder stays silent");
     }
     platform::WriteEnvironmentVariable(L"NEXILO_TRACELOG_FILE", nullptr);
     EXPECT_FALSE(IsLoggerHeld());
-    std::vector<std::string> lines = testing::ReadLines(path);
+    const std::vector<std::string> lines = diag_testing::ReadLogLines(path);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(Tail(lines[0]), "Unheld: -> Unheld()");
-    EXPECT_EQ(Tail(lines[1]), "Unheld: <- Unheld() [0]");
+    EXPECT_EQ(Tail(lines[1]), "Unheld: <- Unheld() [0]") << "the depth is back to 0";
+}
+
+TEST(FunctionTracerTest, TheModuleIndentsTheLinesInsideATracedScope) {
+    HeldLog held;
+    {
+        const FunctionLog log(L"Agent::Init");
+        FunctionTracer tracer(log, FakeClock);
+        NX_LOG_INFO(log, L"inside");
+    }
+    const std::vector<std::string> lines = held.Lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(Tail(lines[1]), "..Agent::Init: inside");
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "platform/module_path.h"
 
-#include <atomic>
 #include <string>
 
 namespace logging {
@@ -10,9 +9,6 @@ namespace logging {
 constinit diag::SharedInstanceHolder<CLogDLL> g_logHolder;
 
 namespace {
-
-constexpr const wchar_t* kDefaultModuleName = L"tracelog.dll";
-constinit std::atomic<const wchar_t*> g_moduleName{nullptr};
 
 std::uint32_t NEXILO_CALL LogWriteStub(std::int32_t, const std::uint32_t*, const void*,
                                        const wchar_t*, const wchar_t*, ...) {
@@ -26,22 +22,14 @@ void Resolve(platform::ModuleHandle module, const char* name, Fn& slot) {
 
 } // namespace
 
-void SetLogModuleNameForTesting(const wchar_t* name) noexcept {
-    g_moduleName.store(name);
-}
-
-CLogDLL::CLogDLL() {
+CLogDLL::CLogDLL(const wchar_t* moduleName) {
     m_self = platform::ThisModuleId();
-    const wchar_t* name = g_moduleName.load();
-    if (name == nullptr) {
-        name = kDefaultModuleName;
-    }
-    platform::ModuleResult loaded = platform::AcquireLoadedModule(name);
+    platform::ModuleResult loaded = platform::AcquireLoadedModule(moduleName);
     if (!loaded.module) {
         std::wstring self = platform::GetOwnModulePath().path;
         if (!self.empty()) {
-            loaded = platform::LoadModuleFile(
-                platform::JoinPath(platform::ParentFolder(self), platform::SystemModuleName(name)));
+            loaded = platform::LoadModuleFile(platform::JoinPath(
+                platform::ParentFolder(self), platform::SystemModuleName(moduleName)));
         }
     }
     if (!loaded.module) {

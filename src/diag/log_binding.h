@@ -1,16 +1,18 @@
-// The binding of the optional logging module (tracelog.dll) and the logging statement.
+// The binding of the optional logging module (tracelog.dll): its table, the process-wide holder
+// that keeps it loaded, and the one way a line reaches it. Code writes lines through the logging
+// statement of diag/log.h, not through this header.
 //
 // Contract:
 // - logging::CLogDLL loads the module when made and unloads it when destroyed: the module already
 //   in the process (one more reference on it) or the file beside this component, nowhere else.
 //   A missing module, or a missing LogWrite, leaves a stub in LogWrite that writes nothing and
 //   answers kLogWriteMissing; every other missing export is a null pointer.
-// - One CLogDLL exists per process while someone holds it through a LogHandle (a SharedRef on
-//   the holder below): the module is loaded while the number of holders is above 0.
-// - NX_LOG(level, function, format, ...) writes one line when someone holds the logger and does
-//   nothing otherwise: one relaxed load and a branch, the arguments not even evaluated. Arguments
-//   travel as C variadic arguments, so only numbers and pointers are accepted; the format
-//   follows the Windows convention (%s a wide text, %S/%hs a narrow one).
+// - One CLogDLL exists per module while someone holds it through a LogHandle (a SharedRef on
+//   the holder below): the logging module is loaded while the number of holders is above 0.
+// - WriteToModule takes a reference for the length of one line (a second try when the first
+//   yields nothing) and calls LogWrite. Arguments travel as C variadic arguments, so only numbers
+//   and pointers are accepted; the format follows the Windows convention (%s a wide text, %S/%hs
+//   a narrow one).
 // - Threads: everything here is thread-safe; LogWrite of the module must be too.
 #pragma once
 
@@ -25,7 +27,10 @@ namespace logging {
 
 // The module and its exports, in the module's table order.
 struct CLogDLL {
-    CLogDLL();
+    static constexpr const wchar_t* kModuleName = L"tracelog.dll";
+
+    // Binds the module of that name (the process-wide instance: tracelog.dll).
+    explicit CLogDLL(const wchar_t* moduleName = kModuleName);
     ~CLogDLL();
     CLogDLL(const CLogDLL&) = delete;
     CLogDLL& operator=(const CLogDLL&) = delete;
@@ -52,6 +57,8 @@ struct CLogDLL {
     const void* m_self = nullptr;
 };
 
+// Process-wide by nature: every object of this module logs through one binding, loaded while
+// anyone holds it, and statements must find it without being handed anything.
 extern constinit diag::SharedInstanceHolder<CLogDLL> g_logHolder;
 
 using LogHandle = diag::SharedRef<CLogDLL, g_logHolder>;
@@ -60,33 +67,21 @@ inline bool IsLoggerHeld() noexcept {
     return g_logHolder.Holders() != 0;
 }
 
-// Tests only: the file name looked for instead of "tracelog.dll". Set it while nobody holds the
-// logger; null restores the default.
-void SetLogModuleNameForTesting(const wchar_t* name) noexcept;
-
 template <class... Args>
-[[gnu::cold, gnu::noinline]] void Write(std::uint32_t level, const wchar_t* function,
-                                        const wchar_t* format, Args... args) {
+void WriteToModule(std::uint32_t level, std::int32_t depthChange, const wchar_t* function,
+                   const wchar_t* format, Args... args) {
     static_assert(
         ((std::is_arithmetic_v<Args> || std::is_pointer_v<Args> || std::is_enum_v<Args>)&&...),
         "log arguments are C variadic arguments: numbers and pointers only");
     LogHandle handle;
-    if (CLogDLL* log = handle.Acquire()) {
+    CLogDLL* log = handle.Acquire();
+    if (log == nullptr) {
+        log = handle.Acquire();
+    }
+    if (log != nullptr) {
         const std::uint32_t levelWord = level;
-        log->LogWrite(0, &levelWord, log->m_self, function, format, args...);
+        log->LogWrite(depthChange, &levelWord, log->m_self, function, format, args...);
     }
 }
 
 } // namespace logging
-
-#define NX_LOG(level, function, ...)                                                               \
-    do {                                                                                           \
-        if (::logging::IsLoggerHeld()) [[unlikely]] {                                              \
-            ::logging::Write(level, function, __VA_ARGS__);                                        \
-        }                                                                                          \
-    } while (0)
-
-#define NX_LOG_ERROR(function, ...) NX_LOG(kLogLevelError, function, __VA_ARGS__)
-#define NX_LOG_WARNING(function, ...) NX_LOG(kLogLevelWarning, function, __VA_ARGS__)
-#define NX_LOG_INFO(function, ...) NX_LOG(kLogLevelInfo, function, __VA_ARGS__)
-#define NX_LOG_TRACE(function, ...) NX_LOG(kLogLevelTrace, function, __VA_ARGS__)

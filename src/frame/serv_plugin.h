@@ -10,7 +10,7 @@
 // owner serialises its calls.
 #pragma once
 
-#include "diag/log_binding.h"
+#include "diag/log.h"
 #include "nexilo/cv_string.h"
 #include "nexilo/hk_settings.h"
 #include "nexilo/host_interfaces.h"
@@ -45,16 +45,17 @@ public:
     ServPlugin& operator=(const ServPlugin&) = delete;
 
     I* GetPlugin(IComponentManager* manager) {
+        const logging::FunctionLog log(Traits::kGetPluginName);
         Release();
         if (manager == nullptr) {
-            NX_LOG_ERROR(Traits::kGetPluginName, L"Null component manager");
+            NX_LOG_ERROR(log, L"Null component manager");
             return m_plugin;
         }
         void* plugin = nullptr;
         std::uint32_t result = manager->GetPlugin(m_name.GetString(), Traits::kIid, &plugin);
         m_plugin = static_cast<I*>(plugin);
         if (result != 0) {
-            NX_LOG_WARNING(Traits::kGetPluginName, L"Error %d getting plugin \"%s\"",
+            NX_LOG_WARNING(log, L"Error %d getting plugin \"%s\"",
                            static_cast<std::int32_t>(result), m_name.GetString());
             return m_plugin;
         }

@@ -1,4 +1,4 @@
-#include "diag/log_test_support.h"
+#include "diag/testing/held_log.h"
 #include "frame/serv_plugin.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 
 namespace {
 
-using logging::testing::HeldLog;
-using logging::testing::Tail;
+using diag_testing::HeldLog;
+using diag_testing::Tail;
 
 // The host's component manager with its two plugins, answering `m_result` when it is not 0.
 class FakeManager final : public IComponentManager,

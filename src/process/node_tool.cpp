@@ -49,8 +49,8 @@ const wchar_t* StartStepWord(platform::StartStep step) {
     return L"error CreateProcess [%d]";
 }
 
-void LogError(LogSink& log, const wchar_t* function, const wchar_t* format, std::uint32_t code) {
-    log.Write({kLogLevelError, function, format, std::nullopt, static_cast<int>(code)});
+void LogError(const logging::FunctionLog& log, const wchar_t* format, std::uint32_t code) {
+    NX_LOG_ERROR(log, format, static_cast<int>(code));
 }
 
 } // namespace
@@ -138,64 +138,60 @@ std::string TrimFieldValue(std::string value) {
     return value;
 }
 
-bool CaptureToolOutput(platform::ProcessLauncher& launcher, LogSink& log, const wchar_t* function,
+bool CaptureToolOutput(platform::ProcessLauncher& launcher, const logging::FunctionLog& log,
                        ExitCodeReport report, const std::wstring& commandLine,
                        const std::wstring& toolFolder, std::string& text) {
     platform::StartResult started = launcher.Start(
         platform::ChildStart{commandLine, toolFolder, platform::ChildStreams::kCapture});
     if (started.error != platform::kErrorSuccess) {
-        LogError(log, function, StartStepWord(started.failedStep), started.error);
+        LogError(log, StartStepWord(started.failedStep), started.error);
         return false;
     }
     platform::ChildProcess& child = *started.child;
     // The child is left running when the wait fails.
     if (platform::ErrorCode error = child.Wait()) {
-        LogError(log, function, L"error WaitForSingleObject [%d]", error);
+        LogError(log, L"error WaitForSingleObject [%d]", error);
         return false;
     }
     std::uint32_t exitCode = 0;
     if (platform::ErrorCode error = child.GetExitCode(exitCode)) {
-        LogError(log, function, L"error GetExitCodeProcess [%d]", error);
+        LogError(log, L"error GetExitCodeProcess [%d]", error);
         return false;
     }
     if (exitCode != 0) {
         if (report == ExitCodeReport::kInfo) {
-            log.Write({kLogLevelInfo, function, L"exitCode not 0: [%d]", std::nullopt,
-                       static_cast<int>(exitCode)});
+            NX_LOG_INFO(log, L"exitCode not 0: [%d]", static_cast<int>(exitCode));
         } else {
-            LogError(log, function, L"error exitCode [%d]", exitCode);
+            LogError(log, L"error exitCode [%d]", exitCode);
         }
         return false;
     }
     std::string bytes;
     if (platform::ErrorCode error = child.ReadOutputOnce(bytes)) {
         // A failed read has never had a word of its own; it is reported under the exit code's.
-        LogError(log, function, L"error GetExitCodeProcess [%d]", error);
+        LogError(log, L"error GetExitCodeProcess [%d]", error);
         return false;
     }
     text = TextOfRead(bytes);
     return true;
 }
 
-NodeToolClient::NodeToolClient(std::wstring toolFolder)
-    : NodeToolClient(std::move(toolFolder), platform::SystemProcessLauncher(), DiagLogSink()) {}
-
 NodeToolClient::NodeToolClient(std::wstring toolFolder, platform::ProcessLauncher& launcher,
-                               LogSink& log)
+                               logging::LogSink* log)
     : m_toolFolder(std::move(toolFolder)), m_launcher(launcher), m_log(log) {}
 
 bool NodeToolClient::GetNexiloInfo(std::wstring& deviceId, std::wstring& userToken) {
-    constexpr const wchar_t* kFunction = L"GetNexiloInfo";
+    const logging::FunctionLog log(L"GetNexiloInfo", m_log);
     try {
         std::optional<std::wstring> line = GetUserCommandLine(m_toolFolder);
         std::string text;
-        if (!line || !CaptureToolOutput(m_launcher, m_log, kFunction, ExitCodeReport::kInfo, *line,
-                                        m_toolFolder, text)) {
+        if (!line ||
+            !CaptureToolOutput(m_launcher, log, ExitCodeReport::kInfo, *line, m_toolFolder, text)) {
             return false;
         }
         std::vector<std::string> pieces = SplitToolLines(text);
         if (pieces.size() < 2) {
-            m_log.Write({kLogLevelError, kFunction, L"error split", std::nullopt, std::nullopt});
+            NX_LOG_ERROR(log, L"error split");
             return false;
         }
         std::wstring token = platform::Utf8ToWide(pieces[0]);
@@ -209,11 +205,12 @@ bool NodeToolClient::GetNexiloInfo(std::wstring& deviceId, std::wstring& userTok
 }
 
 bool NodeToolClient::GetAgentField(const wchar_t* key, const wchar_t* field, std::string& value) {
+    const logging::FunctionLog log(L"get_agent_field", m_log);
     try {
         std::optional<std::wstring> line = GetAgentFieldCommandLine(m_toolFolder, key, field);
         std::string text;
-        if (!line || !CaptureToolOutput(m_launcher, m_log, L"get_agent_field",
-                                        ExitCodeReport::kError, *line, m_toolFolder, text)) {
+        if (!line || !CaptureToolOutput(m_launcher, log, ExitCodeReport::kError, *line,
+                                        m_toolFolder, text)) {
             return false;
         }
         value = TrimFieldValue(std::move(text));

@@ -13,12 +13,14 @@
 // Arguments are pasted between double quotes as they are; a quote inside them is not escaped.
 // Every failure is false, its reason a log line. Nothing is cached between calls.
 //
+// Lines go to the component's log, or to the sink given (tests).
+//
 // Threads: every call blocks its caller for the life of the child, with no time limit; the
 // client has no state besides its folder, launcher and sink, so calls may run on any threads.
 #pragma once
 
+#include "diag/log.h"
 #include "platform/child_process.h"
-#include "process/process_log.h"
 
 #include <optional>
 #include <string>
@@ -68,16 +70,16 @@ enum class ExitCodeReport {
 };
 
 // The capture route: start the tool hidden in `toolFolder`, wait, check its exit code, read once.
-// True with the text of the read; false after logging the failed step under `function`.
-bool CaptureToolOutput(platform::ProcessLauncher& launcher, LogSink& log, const wchar_t* function,
+// True with the text of the read; false after logging the failed step to `log`.
+bool CaptureToolOutput(platform::ProcessLauncher& launcher, const logging::FunctionLog& log,
                        ExitCodeReport report, const std::wstring& commandLine,
                        const std::wstring& toolFolder, std::string& text);
 
 class NodeToolClient {
 public:
-    // The system's launcher and the component's log.
-    explicit NodeToolClient(std::wstring toolFolder);
-    NodeToolClient(std::wstring toolFolder, platform::ProcessLauncher& launcher, LogSink& log);
+    // `log` null: the component's log.
+    NodeToolClient(std::wstring toolFolder, platform::ProcessLauncher& launcher,
+                   logging::LogSink* log = nullptr);
 
     // shd_get_user: the first two lines of the output, from UTF-8, as user token and device id.
     // The out arguments are set only on success.
@@ -97,7 +99,7 @@ private:
 
     std::wstring m_toolFolder;
     platform::ProcessLauncher& m_launcher;
-    LogSink& m_log;
+    logging::LogSink* m_log;
 };
 
 } // namespace process

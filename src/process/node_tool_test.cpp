@@ -1,8 +1,8 @@
 #include "process/node_tool.h"
 
+#include "diag/testing/recording_log_sink.h"
 #include "platform/path_spec.h"
 #include "platform/testing/fake_process_launcher.h"
-#include "process/testing/recording_log_sink.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ namespace {
 
 using platform::ChildStreams;
 using platform::StartStep;
-using platform::testing::FakeChildScript;
+using platform_testing::FakeChildScript;
 using Lines = std::vector<std::wstring>;
 
 const std::wstring kFolder = std::wstring(L"inst dir") + platform::kPathSeparator;
@@ -26,9 +26,9 @@ protected:
                            [&](const std::string& made) { return made.rfind(call, 0) == 0; });
     }
 
-    platform::testing::FakeProcessLauncher launcher;
-    testing::RecordingLogSink log;
-    NodeToolClient client{kFolder, launcher, log};
+    platform_testing::FakeProcessLauncher launcher;
+    diag_testing::RecordingLogSink log;
+    NodeToolClient client{kFolder, launcher, &log};
     std::wstring device = L"old";
     std::wstring token = L"old";
     std::string value = "old";
@@ -37,6 +37,7 @@ protected:
 TEST_F(NodeToolTest, CommandLinesAreExactlyWhatTheToolReceives) {
     launcher.script.output = "TOKEN\nDEVICE\n";
     EXPECT_TRUE(client.SetStatus(L"id\"1", 2));
+    EXPECT_TRUE(client.SetStatus(L"app", 1));
     EXPECT_TRUE(client.AddApp(L"app", L"My App", 0, nullptr));
     EXPECT_TRUE(client.RemoveApp(L"app"));
     EXPECT_TRUE(client.GetNexiloInfo(device, token));
@@ -47,6 +48,7 @@ TEST_F(NodeToolTest, CommandLinesAreExactlyWhatTheToolReceives) {
     const std::pair<std::wstring, ChildStreams> expected[] = {
         {quoted + L"shd_set_status --app_id=\"id\"1\" --status=\"pending\"",
          ChildStreams::kInherit},
+        {quoted + L"shd_set_status --app_id=\"app\" --status=\"disabled\"", ChildStreams::kInherit},
         {quoted + L"shd_add_app --appid=\"app\" --name=\"My App\" --status=\"enabled\" "
                   L"--version=\"(null)\"",
          ChildStreams::kInherit},
@@ -61,7 +63,7 @@ TEST_F(NodeToolTest, CommandLinesAreExactlyWhatTheToolReceives) {
         EXPECT_EQ(launcher.starts[i].streams, expected[i].second);
         EXPECT_EQ(launcher.starts[i].workingDirectory, kFolder);
     }
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.Texts().empty());
 
     // Statuses without a word, and a null id to remove, start nothing.
     EXPECT_EQ(StatusWord(3), nullptr);
@@ -72,13 +74,24 @@ TEST_F(NodeToolTest, CommandLinesAreExactlyWhatTheToolReceives) {
 }
 
 TEST_F(NodeToolTest, WritingVerbsJudgeTheRunnerAndTheExitCode) {
-    launcher.script.exitCode = 4;
-    EXPECT_FALSE(client.RemoveApp(L"app"));
-    launcher.script = {.exitCodeError = 6}; // reads as exit code 0, as the runner leaves it
-    EXPECT_TRUE(client.RemoveApp(L"app"));
-    launcher.script = {.startError = 2};
-    EXPECT_FALSE(client.RemoveApp(L"app"));
-    EXPECT_EQ(log.lines.size(), 1u) << "the runner's own line, nothing more";
+    const struct {
+        const char* what;
+        FakeChildScript script;
+        bool result;
+        std::size_t lines;
+    } cases[] = {
+        {"a non-zero exit code", {.exitCode = 4}, false, 0},
+        // The runner leaves the exit code as it was, 0, when it cannot be read.
+        {"an exit code that cannot be read", {.exitCodeError = 6}, true, 0},
+        {"a tool that cannot be started", {.startError = 2}, false, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        launcher.script = c.script;
+        log.Clear();
+        EXPECT_EQ(client.RemoveApp(L"app"), c.result);
+        EXPECT_EQ(log.Texts().size(), c.lines) << "the runner's own line, nothing more";
+    }
 }
 
 TEST_F(NodeToolTest, UserOutputSplitsAtEveryBreakAndNeedsTwoLines) {
@@ -92,12 +105,12 @@ TEST_F(NodeToolTest, UserOutputSplitsAtEveryBreakAndNeedsTwoLines) {
     };
     for (const auto& [output, expected] : cases) {
         SCOPED_TRACE(output);
-        log.lines.clear();
+        log.Clear();
         launcher.script.output = output;
         token = device = L"old";
         EXPECT_EQ(client.GetNexiloInfo(device, token), expected != nullptr);
         EXPECT_EQ(token + L"|" + device, expected ? expected : L"old|old");
-        EXPECT_EQ(log.lines, expected ? Lines{} : Lines{L"4|GetNexiloInfo|error split||"});
+        EXPECT_EQ(log.Texts(), expected ? Lines{} : Lines{L"4|GetNexiloInfo|error split"});
     }
     launcher.calls.resize(5);
     EXPECT_EQ(launcher.calls,
@@ -127,31 +140,31 @@ TEST_F(NodeToolTest, EachFailedStepLogsItsWordAndTouchesNothing) {
     const Case cases[] = {
         {{.startError = 5, .failedStep = StartStep::kCreateOutputPipe},
          false,
-         L"4|GetNexiloInfo|error CreatePipe [%d]||5"},
+         L"4|GetNexiloInfo|error CreatePipe [5]"},
         {{.startError = 5, .failedStep = StartStep::kProtectOutputPipe},
          false,
-         L"4|GetNexiloInfo|error SetHandleInformation [%d]||5"},
+         L"4|GetNexiloInfo|error SetHandleInformation [5]"},
         {{.startError = 5, .failedStep = StartStep::kCreateInputPipe},
          false,
-         L"4|GetNexiloInfo|error CreatePipe2 [%d]||5"},
-        {{.startError = 2}, true, L"4|get_agent_field|error CreateProcess [%d]||2"},
-        {{.waitError = 6}, false, L"4|GetNexiloInfo|error WaitForSingleObject [%d]||6"},
-        {{.exitCodeError = 6}, false, L"4|GetNexiloInfo|error GetExitCodeProcess [%d]||6"},
+         L"4|GetNexiloInfo|error CreatePipe2 [5]"},
+        {{.startError = 2}, true, L"4|get_agent_field|error CreateProcess [2]"},
+        {{.waitError = 6}, false, L"4|GetNexiloInfo|error WaitForSingleObject [6]"},
+        {{.exitCodeError = 6}, false, L"4|GetNexiloInfo|error GetExitCodeProcess [6]"},
         // A non-zero exit code is not read, and the two readers log it at different levels.
-        {{.exitCode = 3}, false, L"16|GetNexiloInfo|exitCode not 0: [%d]||3"},
-        {{.exitCode = 3}, true, L"4|get_agent_field|error exitCode [%d]||3"},
+        {{.exitCode = 3}, false, L"16|GetNexiloInfo|exitCode not 0: [3]"},
+        {{.exitCode = 3}, true, L"4|get_agent_field|error exitCode [3]"},
         // A failed read is reported under the exit code's word.
-        {{.readError = 109}, true, L"4|get_agent_field|error GetExitCodeProcess [%d]||109"},
+        {{.readError = 109}, true, L"4|get_agent_field|error GetExitCodeProcess [109]"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.line);
         launcher.script = c.script;
         launcher.script.output = "TOKEN\nDEVICE\n";
         launcher.calls.clear();
-        log.lines.clear();
+        log.Clear();
         EXPECT_FALSE(c.field ? client.GetAgentField(L"k", L"f", value)
                              : client.GetNexiloInfo(device, token));
-        EXPECT_EQ(log.lines, Lines{c.line});
+        EXPECT_EQ(log.Texts(), Lines{c.line});
         EXPECT_EQ(value, "old");
         EXPECT_EQ(token + device, L"oldold");
         EXPECT_EQ(Called("read"), c.script.readError != 0);
@@ -166,7 +179,7 @@ TEST_F(NodeToolTest, ReadingVerbThatDoesNotFitStartsNothing) {
     EXPECT_FALSE(GetAgentFieldCommandLine(kFolder, std::wstring(room + 1, L'k').c_str(), L"f"));
     EXPECT_FALSE(client.GetAgentField(L"k", std::wstring(1100, L'f').c_str(), value));
     EXPECT_TRUE(launcher.starts.empty());
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.Texts().empty());
 }
 
 TEST(NodeToolFolderTest, ToolFolderIsTheModulesFolderWithASeparator) {

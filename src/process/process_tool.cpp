@@ -13,6 +13,9 @@ constexpr std::size_t kCommandLineBuffer = 1024;
 
 constexpr const wchar_t* kFunction = L"RunProcess::ProcessTool::RunProcess";
 
+// What a child given up after a failed wait reports.
+constexpr std::uint32_t kTerminatedExitCode = 0xFFFFFFFF;
+
 } // namespace
 
 std::optional<std::wstring> ProcessTool::CommandLine(const wchar_t* executable,
@@ -29,13 +32,7 @@ std::optional<std::wstring> ProcessTool::CommandLine(const wchar_t* executable,
     return line;
 }
 
-std::uint32_t ProcessTool::RunProcess(const wchar_t* executable, const wchar_t* arguments,
-                                      const wchar_t* workingDirectory, std::uint32_t* exitCode) {
-    return RunProcess(platform::SystemProcessLauncher(), process::DiagLogSink(), executable,
-                      arguments, workingDirectory, exitCode);
-}
-
-std::uint32_t ProcessTool::RunProcess(platform::ProcessLauncher& launcher, process::LogSink& log,
+std::uint32_t ProcessTool::RunProcess(platform::ProcessLauncher& launcher, logging::LogSink* sink,
                                       const wchar_t* executable, const wchar_t* arguments,
                                       const wchar_t* workingDirectory, std::uint32_t* exitCode) {
     if (executable == nullptr || arguments == nullptr || workingDirectory == nullptr) {
@@ -49,12 +46,13 @@ std::uint32_t ProcessTool::RunProcess(platform::ProcessLauncher& launcher, proce
         platform::StartResult started = launcher.Start(platform::ChildStart{
             std::move(*line), std::wstring(workingDirectory), platform::ChildStreams::kInherit});
         if (started.error != platform::kErrorSuccess) {
-            log.Write({kLogLevelError, kFunction, L"CreateProcess failed for %s with error code %d",
-                       std::wstring(executable), static_cast<int>(started.error)});
+            const logging::FunctionLog log(kFunction, sink);
+            NX_LOG_ERROR(log, L"CreateProcess failed for %s with error code %d", executable,
+                         static_cast<int>(started.error));
             return platform::kErrorFunctionFailed;
         }
         if (started.child->Wait() != platform::kErrorSuccess) {
-            (void)started.child->Terminate(0xFFFFFFFFu);
+            (void)started.child->Terminate(kTerminatedExitCode);
             return platform::kErrorFunctionFailed;
         }
         // A code that cannot be read leaves the caller's value, which then looks like success.

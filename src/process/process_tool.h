@@ -8,8 +8,8 @@
 // streams, environment and inheritable handles, and no window flags.
 #pragma once
 
+#include "diag/log.h"
 #include "platform/child_process.h"
-#include "process/process_log.h"
 
 #include <cstdint>
 #include <optional>
@@ -23,11 +23,9 @@ public:
     // it when that code could not be read. 87: a null string, or a command line too long. 1627:
     // the child could not be started (the one case that is logged) or the wait failed (the child
     // is then terminated with 0xFFFFFFFF). A null `exitCode` is allowed and receives nothing.
-    static std::uint32_t RunProcess(const wchar_t* executable, const wchar_t* arguments,
-                                    const wchar_t* workingDirectory, std::uint32_t* exitCode);
-
-    // The same over a given launcher and log sink.
-    static std::uint32_t RunProcess(platform::ProcessLauncher& launcher, process::LogSink& log,
+    // The child is started through `launcher`; the line goes to `log` (null: the component's
+    // log).
+    static std::uint32_t RunProcess(platform::ProcessLauncher& launcher, logging::LogSink* log,
                                     const wchar_t* executable, const wchar_t* arguments,
                                     const wchar_t* workingDirectory, std::uint32_t* exitCode);
 

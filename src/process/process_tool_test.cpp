@@ -1,14 +1,14 @@
 #include "process/process_tool.h"
 
+#include "diag/testing/recording_log_sink.h"
 #include "platform/testing/fake_process_launcher.h"
-#include "process/testing/recording_log_sink.h"
 
 #include <gtest/gtest.h>
 
 namespace RunProcess {
 namespace {
 
-using platform::testing::FakeChildScript;
+using platform_testing::FakeChildScript;
 using Calls = std::vector<std::string>;
 using Lines = std::vector<std::wstring>;
 
@@ -16,11 +16,11 @@ class ProcessToolTest : public ::testing::Test {
 protected:
     std::uint32_t Run(const wchar_t* executable, const wchar_t* arguments,
                       const wchar_t* folder = L"F") {
-        return ProcessTool::RunProcess(launcher, log, executable, arguments, folder, &exitCode);
+        return ProcessTool::RunProcess(launcher, &log, executable, arguments, folder, &exitCode);
     }
 
-    platform::testing::FakeProcessLauncher launcher;
-    process::testing::RecordingLogSink log;
+    platform_testing::FakeProcessLauncher launcher;
+    diag_testing::RecordingLogSink log;
     std::uint32_t exitCode = 77;
 };
 
@@ -35,7 +35,7 @@ TEST_F(ProcessToolTest, BadArgumentsGive87AndStartAndLogNothing) {
     EXPECT_TRUE(launcher.calls.empty());
     EXPECT_EQ(Run(L"t", fits.c_str()), 0u);
     EXPECT_EQ(launcher.starts.at(0).commandLine.size(), 1023u);
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.Texts().empty());
 }
 
 TEST_F(ProcessToolTest, EachOutcomeOfTheChild) {
@@ -55,18 +55,18 @@ TEST_F(ProcessToolTest, EachOutcomeOfTheChild) {
          1627,
          77,
          {"start"},
-         {L"4|RunProcess::ProcessTool::RunProcess|CreateProcess failed for %s with error code "
-          L"%d|C:\\missing.exe|2"}},
+         {L"4|RunProcess::ProcessTool::RunProcess|CreateProcess failed for C:\\missing.exe with "
+          L"error code 2"}},
     };
     for (const Case& c : cases) {
         launcher.script = c.script;
         launcher.calls.clear();
-        log.lines.clear();
+        log.Clear();
         exitCode = 77;
         EXPECT_EQ(Run(L"C:\\missing.exe", L"a"), c.result);
         EXPECT_EQ(exitCode, c.exitCode);
         EXPECT_EQ(launcher.calls, c.calls);
-        EXPECT_EQ(log.lines, c.lines);
+        EXPECT_EQ(log.Texts(), c.lines);
     }
 }
 

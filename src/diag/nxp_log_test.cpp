@@ -1,4 +1,4 @@
-#include "diag/log_sink.h"
+#include "diag/nxp_log.h"
 
 #include <gtest/gtest.h>
 
