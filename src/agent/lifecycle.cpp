@@ -1,8 +1,8 @@
 // Construction, interfaces, Init and UnInit of the agent, and what Init reads about the product.
 #include "agent/nexilo_agent.h"
 
-#include "cloud/cloud_client_table.h"
 #include "diag/function_tracer.h"
+#include "platform/error_codes.h"
 #include "platform/os_version.h"
 #include "platform/registry.h"
 #include "platform/unique_resource.h"
@@ -20,19 +20,9 @@ constexpr const wchar_t* kDefaultProductValue2 = L"B3D95C71-0E2A-4F68-8A4C-5E17D
 constexpr std::uint32_t kInstalledVersionLimit = 40;
 constexpr std::int32_t kQueueMinimumWorkers = 4;
 
-platform::Registry* g_testRegistry = nullptr;
-
-platform::Registry& AgentRegistry() {
-    return g_testRegistry != nullptr ? *g_testRegistry : platform::SystemRegistry();
-}
-
 } // namespace
 
-void NexiloAgent::SetRegistryForTesting(platform::Registry* registry) noexcept {
-    g_testRegistry = registry;
-}
-
-NexiloAgent::NexiloAgent() {
+NexiloAgent::NexiloAgent(const AgentEnvironment& environment) : m_env(environment) {
     m_appId = kDefaultAppId;
     m_productValue1 = kDefaultProductValue1;
     m_productValue2 = kDefaultProductValue2;
@@ -67,7 +57,8 @@ IComponentManager* NexiloAgent::_ComponentManager() const {
 }
 
 std::uint32_t NexiloAgent::Init(IServHost* host) {
-    NX_TRACE_SCOPE(L"NexiloAgent::Init");
+    const logging::FunctionLog log(L"NexiloAgent::Init", m_env.log);
+    NX_TRACE_SCOPE(log);
     platform::ScopeExit undo([this] { UnInit(); });
 
     m_stop.exchange(false);
@@ -75,8 +66,8 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
 
     IComponentManager* manager = _ComponentManager();
     if (m_settings.GetPlugin(manager) == nullptr) {
-        NX_LOG_ERROR(L"NexiloAgent::Init", L"cannot get settings plugin");
-        return kFailure;
+        NX_LOG_ERROR(log, L"cannot get settings plugin");
+        return platform::kFailureWithoutCode;
     }
 
     if (m_queue.Interface() == nullptr) {
@@ -85,9 +76,9 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
             result = m_queue.Interface()->Initialise(kQueueMinimumWorkers);
         }
         if (result != 0) {
-            NX_LOG_ERROR(L"NexiloAgent::Init", L"cannot init event queue");
+            NX_LOG_ERROR(log, L"cannot init event queue");
             m_queue.Unload();
-            return kFailure;
+            return platform::kFailureWithoutCode;
         }
     }
 
@@ -95,7 +86,7 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
     _GetProductNodeData();
 
     if (!InitNxp()) {
-        return kFailure;
+        return platform::kFailureWithoutCode;
     }
 
     _ReadProductInfo(manager);
@@ -103,7 +94,7 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
     m_osVersion = _GetOsVersion();
 
     if (m_evsink.GetPlugin(manager) == nullptr) {
-        NX_LOG_WARNING(L"NexiloAgent::Init", L"no evsink, continuable");
+        NX_LOG_WARNING(log, L"no evsink, continuable");
     }
 
     undo.Dismiss();
@@ -111,7 +102,8 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
 }
 
 void NexiloAgent::UnInit() {
-    NX_TRACE_SCOPE(L"NexiloAgent::UnInit");
+    const logging::FunctionLog log(L"NexiloAgent::UnInit", m_env.log);
+    NX_TRACE_SCOPE(log);
     m_stop.exchange(true);
 
     m_queue.Stop();
@@ -120,15 +112,18 @@ void NexiloAgent::UnInit() {
     m_settings.Release();
     m_evsink.Release();
 
-    DropCloudSession();
+    // One use less whatever was taken: a start that failed before InitNxp leaves the count at -1,
+    // and the library can then not be loaded again in this process.
+    m_env.cloudClient.Release();
+    m_cloudUses = m_cloudUses > 0 ? m_cloudUses - 1 : 0;
     m_host = nullptr;
 }
 
-void NexiloAgent::DropCloudSession() {
+void NexiloAgent::ReleaseCloudSession() {
     m_nxpComm.reset();
-    // One use less whatever was taken: a start that failed before InitNxp leaves the count at -1,
-    // and the library can then not be loaded again in this process.
-    cloud::ReleaseProcessCloudClient();
+    for (; m_cloudUses > 0; --m_cloudUses) {
+        m_env.cloudClient.Release();
+    }
 }
 
 void NexiloAgent::_ReadProductInfo(IComponentManager* manager) {
@@ -160,34 +155,32 @@ void NexiloAgent::_ReadProductInfo(IComponentManager* manager) {
 }
 
 void NexiloAgent::_GetInstalledProductVersion() {
-    auto report = [this] {
-        NX_LOG_INFO(L"NexiloAgent::_GetInstalledProductVersion", L"installed [%s], current [%s]",
-                    m_installedVersion.GetString(), m_productVersion.GetString());
+    const logging::FunctionLog log(L"NexiloAgent::_GetInstalledProductVersion", m_env.log);
+    auto report = [this, &log] {
+        NX_LOG_INFO(log, L"installed [%s], current [%s]", m_installedVersion.GetString(),
+                    m_productVersion.GetString());
     };
-    platform::RegistryKeyResult opened = AgentRegistry().OpenKey(
+    platform::RegistryKeyResult opened = m_env.registry.OpenKey(
         platform::RegistryRoot::kLocalMachine, kInstallKey, platform::kKeyRead);
     if (!opened.key) {
-        NX_LOG_ERROR(L"NexiloAgent::_GetInstalledProductVersion", L"could not read install key");
+        NX_LOG_ERROR(log, L"could not read install key");
         report();
         return;
     }
     std::uint32_t type = 0;
     std::uint32_t size = 0;
     if (opened.key->QueryValue(L"DisplayVersion", &type, nullptr, &size) != 0) {
-        NX_LOG_WARNING(L"NexiloAgent::_GetInstalledProductVersion",
-                       L"could not query values install key");
+        NX_LOG_WARNING(log, L"could not query values install key");
     } else if (type != platform::kRegSz) {
-        NX_LOG_WARNING(L"NexiloAgent::_GetInstalledProductVersion", L"data type is not REG_SZ");
+        NX_LOG_WARNING(log, L"data type is not REG_SZ");
     } else if (size > kInstalledVersionLimit) {
-        NX_LOG_WARNING(L"NexiloAgent::_GetInstalledProductVersion", L"data size is too large [%d]",
-                       static_cast<std::int32_t>(size));
+        NX_LOG_WARNING(log, L"data size is too large [%d]", static_cast<std::int32_t>(size));
     } else {
         // Room for size/2 + 1 UTF-16 code units, so a value without its terminator still ends.
         std::vector<std::byte> data((size / 2 + 1) * 2);
         std::uint32_t read = size;
         if (opened.key->QueryValue(L"DisplayVersion", nullptr, data.data(), &read) != 0) {
-            NX_LOG_ERROR(L"NexiloAgent::_GetInstalledProductVersion",
-                         L"could not read installed version");
+            NX_LOG_ERROR(log, L"could not read installed version");
         } else {
             m_installedVersion = platform::TextFromRegistryBytes(data.data(), data.size()).c_str();
         }
@@ -203,38 +196,4 @@ cv::StringW NexiloAgent::_GetOsVersion() {
                             static_cast<std::int32_t>(version->build));
     }
     return text;
-}
-
-cv::StringW NexiloAgent::AppId() const {
-    std::lock_guard lock(m_lock);
-    return m_appId;
-}
-cv::StringW NexiloAgent::UserToken() const {
-    std::lock_guard lock(m_lock);
-    return m_userToken;
-}
-cv::StringW NexiloAgent::DeviceId() const {
-    std::lock_guard lock(m_lock);
-    return m_deviceId;
-}
-cv::StringW NexiloAgent::ProductVersion() const {
-    return m_productVersion;
-}
-cv::StringW NexiloAgent::InstalledVersion() const {
-    return m_installedVersion;
-}
-cv::StringW NexiloAgent::OsVersion() const {
-    return m_osVersion;
-}
-cv::StringW NexiloAgent::ProductValue(int index) const {
-    switch (index) {
-        case 1:
-            return m_productValue1;
-        case 2:
-            return m_productValue2;
-        case 3:
-            return m_productValue3;
-        default:
-            return cv::StringW();
-    }
 }

@@ -1,21 +1,24 @@
 // NexiloAgent: the one object the module offers ("Nexilo.NexiloAgent"). The host creates it,
 // calls Init with its host interface, uses it through INexiloAgent from any of its threads, calls
 // UnInit and destroys it. The module's flat exports also make a transient one on the stack and
-// use InitNxp and Ask without Init.
+// use InitNxp and Ask without Init (agent/transient_get_info.h). Every agent reaches the system
+// through the environment it is made with (agent/agent_environment.h).
 //
 // Contract:
 // - Two tables: IServPlugin (with ICvBaseInterface) first, INexiloAgent second. QueryInterface
 //   answers ICvBaseInterface and IServPlugin with the object and INexiloAgent with its second base.
-// - Init returns 0 or 0xFFFFFFFF; any failure runs UnInit before returning. Init may run again
+// - Init returns 0 or 0xFFFFFFFF (kFailureWithoutCode); any failure runs UnInit before returning.
+// Init may run again
 //   after UnInit. UnInit stops everything in a fixed order, so that nothing uses the cloud session
-//   after it is deleted, and drops one use of the process-wide cloud library whatever Init did:
-//   a failed start leaves that count at -1 and the library cannot be loaded again in the process.
+//   after it is deleted, and drops one use of the shared cloud library whatever Init did: a
+//   failed start leaves that count at -1 and the library cannot be loaded again in the process.
 // - m_lock (recursive) serialises the identity, the cached details and every cloud call: Ask holds
 //   it across the blocking round trip.
 // - Operations whose features have not joined yet answer 120 (ERROR_CALL_NOT_IMPLEMENTED).
 //   Null out-pointers get 87 and change nothing.
 #pragma once
 
+#include "agent/agent_environment.h"
 #include "cloud/cloud_comm.h"
 #include "frame/easy_eq.h"
 #include "frame/event.h"
@@ -31,22 +34,21 @@
 #include <mutex>
 #include <string>
 
-namespace platform {
-class Registry;
+namespace agent_testing {
+class NexiloAgentPeer;
 }
 
 class NexiloAgent : public IServPlugin, public cv::hostkit::Nexilo::INexiloAgent, private IIpmHost {
 public:
     using IEvents = cv::hostkit::Nexilo::INexiloAgent::IEvents;
 
-    static constexpr std::uint32_t kFailure = 0xFFFFFFFF;
     static constexpr const wchar_t* kDefaultAppId = L"com.corvane.basicshield";
     static constexpr const wchar_t* kDefaultVersion = L"0.0.0.0";
     static constexpr const wchar_t* kInstallKey =
         L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
         L"{7C2E91A4-3B6D-4F08-A1D5-92E04C7B16F3}";
 
-    NexiloAgent();
+    explicit NexiloAgent(const AgentEnvironment& environment);
     virtual ~NexiloAgent();
     NexiloAgent(const NexiloAgent&) = delete;
     NexiloAgent& operator=(const NexiloAgent&) = delete;
@@ -78,36 +80,28 @@ public:
     // Brings up the cloud library and the cloud session from the identity; true when ready.
     // Callable without Init.
     bool InitNxp();
-    // Hands the cloud library's own log lines to the logger.
-    static void NxpLogCallback(const std::wstring& text);
-    // Deletes the cloud session and drops one use of the cloud library, as UnInit does: the
-    // module's flat exports end their transient agent with it.
-    void DropCloudSession();
-    // Refreshes the identity from the node service; on failure the identity is emptied.
-    bool _GetProductNodeData();
-
-    // What the agent holds, for the module's flat exports and for tests.
-    cv::StringW AppId() const;
-    cv::StringW UserToken() const;
-    cv::StringW DeviceId() const;
-    cv::StringW ProductVersion() const;
-    cv::StringW InstalledVersion() const;
-    cv::StringW OsVersion() const;
-    cv::StringW ProductValue(int index) const;
-
-    // Tests only: the registry the agent reads; null restores the system's.
-    static void SetRegistryForTesting(platform::Registry* registry) noexcept;
+    // Deletes the cloud session and gives back exactly the uses of the cloud library that this
+    // object's InitNxp took: how a transient agent ends.
+    void ReleaseCloudSession();
 
 private:
+    friend class agent_testing::NexiloAgentPeer;
+
     using EventSignature = MemberFunction_2_args<IEvents, void, const wchar_t*, const cv::Value&>;
     using Events = Event<EventSignature, &IEvents::OnEvent>;
 
     IHKSettings* IpmSettings() override { return m_settings.Plugin(); }
 
+    // Hands the cloud library's own log lines to the agent's log.
+    void NxpLogCallback(const std::wstring& text) const;
+    // Refreshes the identity from the node service; on failure the identity is emptied.
+    bool _GetProductNodeData();
     IComponentManager* _ComponentManager() const;
     void _ReadProductInfo(IComponentManager* manager);
     void _GetInstalledProductVersion();
     static cv::StringW _GetOsVersion();
+
+    const AgentEnvironment& m_env;
 
     ServPlugin<IDeviceDetectionEvents> m_evsink{kEvsinkPluginName};
     cv::Value m_userDetails;
@@ -131,4 +125,6 @@ private:
     EasyEQ m_queue;
     std::int64_t m_lastPingTime = 0;
     Ipm m_ipm{this};
+    // Uses of the cloud library that InitNxp took and no UnInit gave back.
+    int m_cloudUses = 0;
 };

@@ -1,20 +1,14 @@
 #include "agent/nexilo_agent.h"
 
+#include "agent/testing/agent_peer.h"
 #include "agent/testing/fake_host.h"
-#include "cloud/cloud_client_table.h"
-#include "diag/log_binding.h"
-#include "platform/environment.h"
-#include "platform/registry_sandbox.h"
-#include "platform/testing/temp_dir.h"
+#include "agent/testing/test_environment.h"
+#include "platform/testing/scratch_home.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <functional>
 #include <regex>
-#include <sstream>
 
 namespace {
 
@@ -22,43 +16,29 @@ using agent_testing::FakeEvsink;
 using agent_testing::FakeHost;
 using agent_testing::FakeProductInfo;
 using agent_testing::FakeSettings;
-using testing::AnyOf;
+using agent_testing::NexiloAgentPeer;
+using testing::Contains;
 using testing::HasSubstr;
-using testing::Not;
 
 class AgentTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME",
-                                                       m_home.Path().wstring().c_str()));
-        ASSERT_EQ(m_registry.Error(), 0u);
-        NexiloAgent::SetRegistryForTesting(&m_registry.Get());
+        ASSERT_EQ(m_test.registry.Error(), 0u);
         m_host.manager.settings = &m_settings;
     }
-    void TearDown() override {
-        NexiloAgent::SetRegistryForTesting(nullptr);
-        platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", nullptr);
-    }
 
-    // Writes a file in the dev kit home, where the cloud library and the node tool look.
-    void Write(const std::filesystem::path& relative, const std::string& text) {
-        std::filesystem::create_directories((m_home.Path() / relative).parent_path());
-        std::ofstream(m_home.Path() / relative, std::ios::binary) << text;
-    }
-    static std::string Read(const std::filesystem::path& file) {
-        std::ostringstream text;
-        text << std::ifstream(file, std::ios::binary).rdbuf();
-        return text.str();
-    }
+    // The requests the cloud library recorded, one JSON object a line.
+    std::string Requests() const { return m_home.Read("cloud/requests.jsonl"); }
 
-    platform::testing::TempDir m_home;
-    platform::RegistrySandbox m_registry;
+    platform_testing::ScratchHome m_home;
+    agent_testing::TestEnvironment m_test;
+    const AgentEnvironment& m_env = m_test.environment;
     FakeSettings m_settings;
     FakeHost m_host;
 };
 
 TEST_F(AgentTest, BeforeInitTheObjectKeepsTheContractsOfItsInterfaces) {
-    NexiloAgent agent;
+    NexiloAgent agent(m_env);
     auto* base = static_cast<ICvBaseInterface*>(agent.QueryInterface(kIidCvBaseInterface));
     EXPECT_EQ(base, static_cast<ICvBaseInterface*>(static_cast<IServPlugin*>(&agent)));
     EXPECT_EQ(agent.QueryInterface(kIidServPlugin), static_cast<IServPlugin*>(&agent));
@@ -92,15 +72,15 @@ TEST_F(AgentTest, BeforeInitTheObjectKeepsTheContractsOfItsInterfaces) {
 }
 
 TEST_F(AgentTest, InitWithoutProductInfoOrEvsinkKeepsDefaultsAndGivesEverythingBack) {
-    NexiloAgent agent;
+    NexiloAgent agent(m_env);
     ASSERT_EQ(agent.Init(&m_host), 0u);
-    EXPECT_STREQ(agent.ProductVersion().GetString(), L"0.0.0.0");
-    EXPECT_STREQ(agent.AppId().GetString(), L"com.corvane.basicshield");
-    const std::wstring os = agent.OsVersion().GetString();
+    EXPECT_STREQ(NexiloAgentPeer::ProductVersion(agent).GetString(), L"0.0.0.0");
+    EXPECT_STREQ(NexiloAgentPeer::AppId(agent).GetString(), L"com.corvane.basicshield");
+    const std::wstring os = NexiloAgentPeer::OsVersion(agent).GetString();
     EXPECT_TRUE(std::regex_match(os, std::wregex(L"[0-9]+\\.[0-9]+\\.[0-9]+"))) << os;
-    EXPECT_EQ(cloud::ProcessCloudClientUseCount(), 1);
+    EXPECT_EQ(m_test.cloudClient.UseCount(), 1);
     agent.UnInit();
-    EXPECT_EQ(cloud::ProcessCloudClientUseCount(), 0);
+    EXPECT_EQ(m_test.cloudClient.UseCount(), 0);
     EXPECT_TRUE(m_host.manager.Balanced());
     EXPECT_EQ(m_host.manager.gets[kHKSettingsPluginName], 1);
 }
@@ -113,13 +93,13 @@ TEST_F(AgentTest, InitKeepsEachProductValueThatIsThere) {
     FakeEvsink evsink;
     m_host.manager.productInfo = &info;
     m_host.manager.evsink = &evsink;
-    NexiloAgent agent;
-    const cv::StringW defaultValue1 = agent.ProductValue(1);
+    NexiloAgent agent(m_env);
+    const cv::StringW defaultValue1 = NexiloAgentPeer::ProductValue(agent, 1);
     ASSERT_EQ(agent.Init(&m_host), 0u);
-    EXPECT_STREQ(agent.AppId().GetString(), L"com.example.app");
-    EXPECT_STREQ(agent.ProductValue(3).GetString(), L"third");
-    EXPECT_STREQ(agent.ProductVersion().GetString(), L"5.6.7.8");
-    EXPECT_EQ(agent.ProductValue(1), defaultValue1);
+    EXPECT_STREQ(NexiloAgentPeer::AppId(agent).GetString(), L"com.example.app");
+    EXPECT_STREQ(NexiloAgentPeer::ProductValue(agent, 3).GetString(), L"third");
+    EXPECT_STREQ(NexiloAgentPeer::ProductVersion(agent).GetString(), L"5.6.7.8");
+    EXPECT_EQ(NexiloAgentPeer::ProductValue(agent, 1), defaultValue1);
     EXPECT_EQ(m_host.manager.releases[kProductInfoPluginName], 1) << "given back at once";
     agent.UnInit();
     EXPECT_TRUE(m_host.manager.Balanced());
@@ -140,38 +120,64 @@ TEST_F(AgentTest, InstalledVersionIsReadOnlyFromAShortTextValue) {
         SCOPED_TRACE(testing::Message() << c.type << " " << c.text);
         const auto bytes = platform::RegistryBytesFromText(c.text);
         if (c.type != 0) {
-            ASSERT_EQ(m_registry.Get().SetKeyValue(platform::RegistryRoot::kLocalMachine,
-                                                   NexiloAgent::kInstallKey, L"DisplayVersion",
-                                                   c.type, bytes.data(),
-                                                   static_cast<std::uint32_t>(bytes.size())),
+            ASSERT_EQ(m_test.registry.Get().SetKeyValue(platform::RegistryRoot::kLocalMachine,
+                                                        NexiloAgent::kInstallKey, L"DisplayVersion",
+                                                        c.type, bytes.data(),
+                                                        static_cast<std::uint32_t>(bytes.size())),
                       0u);
         }
-        NexiloAgent agent;
+        NexiloAgent agent(m_env);
         ASSERT_EQ(agent.Init(&m_host), 0u);
-        EXPECT_STREQ(agent.InstalledVersion().GetString(), c.expected);
+        EXPECT_STREQ(NexiloAgentPeer::InstalledVersion(agent).GetString(), c.expected);
         agent.UnInit();
     }
 }
 
-TEST_F(AgentTest, AskTravelsThroughTheCloudLibraryAndBack) {
-    Write("cloud/script.json", R"({"services": {"nexilo/user_info": {
+TEST_F(AgentTest, AskHandsBackTheReplyOrTheTransportsCodeAndLeavesTheResultOtherwise) {
+    m_home.Write("cloud/script.json", R"({"services": {"nexilo/user_info": {
         "getInfo": {"result": {"email": "a@b.c", "verified": true}},
-        "fail": {"error": {"code": 7}}}}})");
-    NexiloAgent agent;
+        "fail": {"error": {"code": 7}},
+        "down": {"transport_error": 12029},
+        "silent": {"no_reply": true}}}})");
+    const struct {
+        const wchar_t* method;
+        std::uint32_t code;
+        bool isError;
+        const wchar_t* result; // null: the caller's result stays as it was
+    } cases[] = {
+        {L"getInfo", 0, false, LR"({ "email" : "a@b.c", "verified" : true })"},
+        {L"fail", 0, true, LR"({ "code" : 7 })"},
+        {L"down", 12029, false, nullptr},
+        {L"silent", 0xFFFFFFFF, false, nullptr},
+    };
+    NexiloAgent agent(m_env);
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.method);
+        cv::Value result(L"untouched");
+        bool isError = !c.isError;
+        EXPECT_EQ(
+            agent.Ask(L"nexilo/user_info", c.method, cv::Value(), result, &isError, cv::Value()),
+            c.code);
+        EXPECT_EQ(isError, c.isError);
+        EXPECT_STREQ(result.ToString().GetString(), c.result ? c.result : L"untouched");
+    }
+    agent.UnInit();
+}
+
+TEST_F(AgentTest, AskWrapsTheParamsInTheEnvelopeOfTheSession) {
+    NexiloAgent agent(m_env);
     ASSERT_EQ(agent.Init(&m_host), 0u);
     cv::Value params;
     params[L"lang"] = L"en";
     cv::Value result;
     bool isError = true;
-    EXPECT_EQ(agent.Ask(L"nexilo/user_info", L"getInfo", params, result, &isError, cv::Value()),
-              0u);
-    EXPECT_FALSE(isError);
-    EXPECT_STREQ(result.ToString().GetString(), LR"({ "email" : "a@b.c", "verified" : true })");
-    EXPECT_EQ(agent.Ask(L"nexilo/user_info", L"fail", params, result, &isError, cv::Value()), 0u);
-    EXPECT_TRUE(isError);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(agent.Ask(L"nexilo/user_info", L"getInfo", params, result, &isError, cv::Value()),
+                  0u);
+    }
     agent.UnInit();
-
-    const std::string recorded = Read(m_home.Path() / "cloud" / "requests.jsonl");
+    const std::string recorded = Requests();
     EXPECT_THAT(recorded, HasSubstr(R"("service":"nexilo/user_info","limit":5000,"kind":1)"));
     EXPECT_THAT(recorded, HasSubstr(R"(\"id\": 1)"));
     EXPECT_THAT(recorded, HasSubstr(R"(\"id\": 2)"));
@@ -179,73 +185,83 @@ TEST_F(AgentTest, AskTravelsThroughTheCloudLibraryAndBack) {
     EXPECT_THAT(recorded, HasSubstr(R"(\"app_id\": \"com.corvane.basicshield\")"));
 }
 
-TEST_F(AgentTest, TheIdentityComesFromTheNodeServiceAndIsEmptiedWhenItIsGone) {
-    Write("node/state.json", R"({"user": {"user_token": "T1", "device_id": "D1"}})");
-    NexiloAgent agent;
+// Init reads the identity before it builds the cloud session, which keeps the identity it was
+// built with.
+TEST_F(AgentTest, ASignedInUsersFirstRequestCarriesTheIdentityInitRead) {
+    m_home.Write("node/state.json", R"({"user": {"user_token": "T1", "device_id": "D1"}})");
+    NexiloAgent agent(m_env);
     ASSERT_EQ(agent.Init(&m_host), 0u);
-    EXPECT_STREQ(agent.UserToken().GetString(), L"T1");
-    EXPECT_STREQ(agent.DeviceId().GetString(), L"D1");
+    cv::Value result;
+    bool isError = true;
+    EXPECT_EQ(
+        agent.Ask(L"nexilo/user_info", L"getInfo", cv::Value(), result, &isError, cv::Value()), 0u);
+    agent.UnInit();
+    EXPECT_THAT(Requests(), HasSubstr(R"(\"nexilo_source\": {\"user_token\": \"T1\", )"
+                                      R"(\"app_id\": \"com.corvane.basicshield\", )"
+                                      R"(\"device_id\": \"D1\"})"));
+}
+
+TEST_F(AgentTest, TheIdentityComesFromTheNodeServiceAndIsEmptiedWhenItIsGone) {
+    m_home.Write("node/state.json", R"({"user": {"user_token": "T1", "device_id": "D1"}})");
+    NexiloAgent agent(m_env);
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    EXPECT_STREQ(NexiloAgentPeer::UserToken(agent).GetString(), L"T1");
+    EXPECT_STREQ(NexiloAgentPeer::DeviceId(agent).GetString(), L"D1");
 
     std::filesystem::remove(m_home.Path() / "node" / "state.json");
-    EXPECT_FALSE(agent._GetProductNodeData());
-    EXPECT_STREQ(agent.UserToken().GetString(), L"");
-    EXPECT_STREQ(agent.DeviceId().GetString(), L"");
+    EXPECT_FALSE(NexiloAgentPeer::GetProductNodeData(agent));
+    EXPECT_STREQ(NexiloAgentPeer::UserToken(agent).GetString(), L"");
+    EXPECT_STREQ(NexiloAgentPeer::DeviceId(agent).GetString(), L"");
     agent.UnInit();
 }
 
 TEST_F(AgentTest, TheCloudLibrarysLinesAreLoggedWithoutTheirLastLineFeed) {
-    const std::wstring file = m_home.File(L"agent.log");
-    ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_TRACELOG_FILE", file.c_str()));
-    {
-        logging::LogHandle logger;
-        ASSERT_NE(logger.Acquire(), nullptr);
-        NexiloAgent::NxpLogCallback(L"[Cloudcomm][Log::LogInfo][23] failed with code 5\n");
-        NexiloAgent::NxpLogCallback(L"first\nsecond");
-        NexiloAgent::NxpLogCallback(L"whole");
+    NexiloAgent agent(m_env);
+    const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+        {L"[Cloudcomm][Log::LogInfo][23] failed with code 5\n",
+         L"[Cloudcomm][Log::LogInfo][23] failed with code 5"},
+        {L"first\nsecond", L"first"},
+        {L"whole", L"whole"},
+    };
+    for (const auto& [text, logged] : cases) {
+        m_test.log.Clear();
+        NexiloAgentPeer::NxpLogCallback(agent, text);
+        EXPECT_EQ(m_test.log.Texts(),
+                  (std::vector<std::wstring>{std::wstring(L"16|NexiloAgent::NxpLogCallback|"
+                                                          L"NxpLogCallback: ") +
+                                             logged}));
     }
-    platform::WriteEnvironmentVariable(L"NEXILO_TRACELOG_FILE", nullptr);
-    const std::string text = Read(m_home.Path() / "agent.log");
-    EXPECT_THAT(text, HasSubstr("NexiloAgent::NxpLogCallback: NxpLogCallback: "
-                                "[Cloudcomm][Log::LogInfo][23] failed with code 5\n"));
-    EXPECT_THAT(text, HasSubstr("NxpLogCallback: first\n"));
-    EXPECT_THAT(text, Not(AnyOf(HasSubstr("code 5\n\n"), HasSubstr("second"))));
-    EXPECT_THAT(text, HasSubstr("NxpLogCallback: whole\n"));
 }
 
-// A failed start poisons the process-wide cloud library, so these scenarios run in child
-// processes and report through their exit codes.
-TEST_F(AgentTest, CountsTheCloudLibrarysUsesInAChildProcessEach) {
-    const std::pair<const char*, std::function<bool()>> scenarios[] = {
-        {"a failed start leaves the library unloadable for the process",
-         [this] {
-             NexiloAgent first;
-             NexiloAgent second;
-             return first.Init(nullptr) == 0xFFFFFFFF &&
-                    cloud::ProcessCloudClientUseCount() == -1 &&
-                    second.Init(&m_host) == 0xFFFFFFFF && !second.InitNxp();
-         }},
-        {"each InitNxp takes a use but UnInit drops one",
-         [this] {
-             NexiloAgent agent;
-             bool ok = agent.Init(&m_host) == 0 && agent.InitNxp() &&
-                       cloud::ProcessCloudClientUseCount() == 2;
-             agent.UnInit();
-             return ok && cloud::ProcessCloudClientUseCount() == 1 &&
-                    cloud::ProcessCloudClient() != nullptr;
-         }},
-    };
-    for (const auto& [name, run] : scenarios) {
-        SCOPED_TRACE(name);
-        EXPECT_EXIT(std::exit(run() ? 0 : 1), testing::ExitedWithCode(0), "");
-    }
+TEST_F(AgentTest, AFailedStartLeavesTheLibraryUnloadableForTheProcess) {
+    NexiloAgent first(m_env);
+    NexiloAgent second(m_env);
+    EXPECT_EQ(first.Init(nullptr), 0xFFFFFFFFu);
+    EXPECT_EQ(m_test.cloudClient.UseCount(), -1);
+    EXPECT_EQ(second.Init(&m_host), 0xFFFFFFFFu);
+    EXPECT_FALSE(second.InitNxp());
+    EXPECT_THAT(m_test.log.Texts(),
+                Contains(L"4|NexiloAgent::InitNxp|error on nexilo comm lib init"));
+}
+
+TEST_F(AgentTest, EachInitNxpTakesAUseButUnInitDropsOne) {
+    NexiloAgent agent(m_env);
+    ASSERT_EQ(agent.Init(&m_host), 0u);
+    ASSERT_TRUE(agent.InitNxp());
+    EXPECT_EQ(m_test.cloudClient.UseCount(), 2);
+    agent.UnInit();
+    EXPECT_EQ(m_test.cloudClient.UseCount(), 1);
+    EXPECT_NE(m_test.cloudClient.Table(), nullptr) << "loaded until the process ends";
+    m_test.cloudClient.Release();
 }
 
 TEST_F(AgentTest, ASessionThatCannotStartFailsInitButKeepsTheCountBalanced) {
-    Write("cloud/script.json", R"({"init": {"code": 3, "handle": false}})");
-    NexiloAgent agent;
+    m_home.Write("cloud/script.json", R"({"init": {"code": 3, "handle": false}})");
+    NexiloAgent agent(m_env);
     EXPECT_EQ(agent.Init(&m_host), 0xFFFFFFFFu);
-    EXPECT_EQ(cloud::ProcessCloudClientUseCount(), 0);
+    EXPECT_EQ(m_test.cloudClient.UseCount(), 0);
     EXPECT_TRUE(m_host.manager.Balanced());
+    EXPECT_THAT(m_test.log.Texts(), Contains(L"4|NexiloAgent::InitNxp|error on nexilo comm init"));
 }
 
 } // namespace

@@ -1,27 +1,8 @@
 #include "cloud/cloud_client_table.h"
 
-#include <atomic>
 #include <cstdlib>
-#include <mutex>
-#include <string>
 
 namespace cloud {
-
-namespace {
-
-struct ProcessTable {
-    std::mutex mutex;
-    std::atomic<CloudClientTable*> table{nullptr};
-    int useCount = 0;
-    std::wstring module = kCloudClientModule;
-};
-
-ProcessTable& Process() {
-    static ProcessTable process;
-    return process;
-}
-
-} // namespace
 
 CloudClientTable* LoadCloudClient(const wchar_t* module) {
     auto* table = static_cast<CloudClientTable*>(std::malloc(sizeof(CloudClientTable)));
@@ -54,42 +35,34 @@ void UnloadCloudClient(CloudClientTable* table) noexcept {
     }
 }
 
-CloudClientTable* AcquireProcessCloudClient() {
-    auto& process = Process();
-    std::lock_guard lock(process.mutex);
-    if (process.useCount == 0) {
-        process.table = LoadCloudClient(process.module.c_str());
+CloudClientTable* CloudClientUses::Acquire() {
+    std::lock_guard lock(m_mutex);
+    if (m_useCount == 0) {
+        m_table = LoadCloudClient(m_module.c_str());
     }
-    CloudClientTable* table = process.table;
+    CloudClientTable* table = m_table;
     if (table != nullptr) {
-        ++process.useCount;
+        ++m_useCount;
     }
     return table;
 }
 
-void ReleaseProcessCloudClient() noexcept {
-    auto& process = Process();
-    std::lock_guard lock(process.mutex);
-    --process.useCount;
-    if (process.useCount == 0 && process.table != nullptr) {
-        UnloadCloudClient(process.table.exchange(nullptr));
+void CloudClientUses::Release() noexcept {
+    std::lock_guard lock(m_mutex);
+    --m_useCount;
+    if (m_useCount == 0 && m_table != nullptr) {
+        UnloadCloudClient(m_table.exchange(nullptr));
     }
 }
 
-CloudClientTable* ProcessCloudClient() noexcept {
-    return Process().table;
+int CloudClientUses::UseCount() const noexcept {
+    std::lock_guard lock(m_mutex);
+    return m_useCount;
 }
 
-int ProcessCloudClientUseCount() noexcept {
-    auto& process = Process();
-    std::lock_guard lock(process.mutex);
-    return process.useCount;
-}
-
-void SetProcessCloudClientModuleForTesting(const wchar_t* module) {
-    auto& process = Process();
-    std::lock_guard lock(process.mutex);
-    process.module = module;
+CloudClientUses& ProcessCloudClient() {
+    static CloudClientUses uses;
+    return uses;
 }
 
 } // namespace cloud

@@ -1,21 +1,24 @@
 // The binding to the cloud client library: its function table, the load that demands all of its
-// exports, and the process-wide table that the module's cloud sessions share under a use count.
+// exports, and the counted uses of one shared load.
 //
 // LoadCloudClient returns a table that its caller owns with the module reference inside; it is
-// given back with UnloadCloudClient. The process-wide table is loaded by the first
-// AcquireProcessCloudClient and unloaded when ReleaseProcessCloudClient brings the count to
-// exactly 0. The count is not guarded against going below 0: a release without an acquire (the
-// clean-up of a failed start) leaves it at -1, after which the library is never loaded again in
-// this process. Callers rely on that; do not "fix" it.
-// Threads: acquire and release are serialised by one process-wide mutex; ProcessCloudClient reads
-// the pointer without it, which is safe while the reader's owner holds a use.
+// given back with UnloadCloudClient. CloudClientUses loads its table at the first Acquire and
+// unloads it when Release brings the count to exactly 0. The count is not guarded against going
+// below 0: a release without an acquire (the clean-up of a failed start) leaves it at -1, after
+// which the library is never loaded again through that object. Callers rely on that; do not
+// "fix" it. A table still in use when the object is destroyed stays loaded.
+// Threads: Acquire and Release are serialised by the object's mutex; Table() reads the pointer
+// without it, which is safe while the reader's owner holds a use.
 #pragma once
 
 #include "cloud/cloud_client_api.h"
 #include "platform/module_loader.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
+#include <mutex>
+#include <string>
 
 namespace cloud {
 
@@ -60,16 +63,31 @@ CloudClientTable* LoadCloudClient(const wchar_t* module = kCloudClientModule);
 // Frees the module reference and the record; null is ignored.
 void UnloadCloudClient(CloudClientTable* table) noexcept;
 
-// One more use of the process-wide table, loading it when the count is 0. Null when there is no
-// table; the count is then unchanged.
-CloudClientTable* AcquireProcessCloudClient();
-// One use less, without a check; unloads at exactly 0.
-void ReleaseProcessCloudClient() noexcept;
-// The process-wide table, or null.
-CloudClientTable* ProcessCloudClient() noexcept;
-int ProcessCloudClientUseCount() noexcept;
+class CloudClientUses {
+public:
+    explicit CloudClientUses(std::wstring module = kCloudClientModule)
+        : m_module(std::move(module)) {}
+    CloudClientUses(const CloudClientUses&) = delete;
+    CloudClientUses& operator=(const CloudClientUses&) = delete;
 
-// The module that AcquireProcessCloudClient loads; tests point it at another build.
-void SetProcessCloudClientModuleForTesting(const wchar_t* module);
+    // One more use, loading the table when the count is 0. Null when there is no table; the
+    // count is then unchanged.
+    CloudClientTable* Acquire();
+    // One use less, without a check; unloads at exactly 0.
+    void Release() noexcept;
+    // The table, or null.
+    CloudClientTable* Table() const noexcept { return m_table; }
+    int UseCount() const noexcept;
+
+private:
+    mutable std::mutex m_mutex;
+    std::atomic<CloudClientTable*> m_table{nullptr};
+    int m_useCount = 0;
+    const std::wstring m_module;
+};
+
+// Process-wide: every agent and flat export of this module shares one load of the library, and
+// the count must outlive each of them (a failed start's -1 is meant to stay).
+CloudClientUses& ProcessCloudClient();
 
 } // namespace cloud

@@ -4,13 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 namespace cloud {
 namespace {
 
 std::wstring Variant(const wchar_t* folder) {
-    return platform::JoinPath((platform::testing::TestBinFolder() / folder).wstring(),
+    return platform::JoinPath((platform_testing::TestBinFolder() / folder).wstring(),
                               platform::SystemModuleName(kCloudClientModule));
 }
 
@@ -39,40 +37,35 @@ TEST(CloudClientTableTest, ALibraryLackingOneExportIsRefusedWhole) {
     EXPECT_EQ(LoadCloudClient(L"no-such-cloud-library.dll"), nullptr);
 }
 
-// The process-wide count poisons its process when it goes below 0, so each scenario runs in a
-// child process and reports by its exit code.
-TEST(ProcessCloudClientTest, CountsUsesInAChildProcessEach) {
-    struct Scenario {
-        const char* name;
-        bool (*run)();
-    } const scenarios[] = {
-        {"the last release unloads, and a use loads again",
-         [] {
-             CloudClientTable* first = AcquireProcessCloudClient();
-             bool ok = first != nullptr && AcquireProcessCloudClient() == first &&
-                       ProcessCloudClientUseCount() == 2;
-             ReleaseProcessCloudClient();
-             ok = ok && ProcessCloudClient() == first && ProcessCloudClientUseCount() == 1;
-             ReleaseProcessCloudClient();
-             ok = ok && ProcessCloudClient() == nullptr && ProcessCloudClientUseCount() == 0;
-             return ok && AcquireProcessCloudClient() != nullptr;
-         }},
-        {"a release without a use leaves it unloadable for good",
-         [] {
-             ReleaseProcessCloudClient();
-             return ProcessCloudClientUseCount() == -1 && AcquireProcessCloudClient() == nullptr &&
-                    ProcessCloudClientUseCount() == -1 && ProcessCloudClient() == nullptr;
-         }},
-        {"a refused library takes no use",
-         [] {
-             SetProcessCloudClientModuleForTesting(Variant(L"noregister").c_str());
-             return AcquireProcessCloudClient() == nullptr && ProcessCloudClientUseCount() == 0;
-         }},
-    };
-    for (const Scenario& scenario : scenarios) {
-        SCOPED_TRACE(scenario.name);
-        EXPECT_EXIT(std::exit(scenario.run() ? 0 : 1), testing::ExitedWithCode(0), "");
-    }
+TEST(CloudClientUsesTest, TheLastReleaseUnloadsAndAUseLoadsAgain) {
+    CloudClientUses uses;
+    CloudClientTable* first = uses.Acquire();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(uses.Acquire(), first);
+    EXPECT_EQ(uses.UseCount(), 2);
+    uses.Release();
+    EXPECT_EQ(uses.Table(), first);
+    EXPECT_EQ(uses.UseCount(), 1);
+    uses.Release();
+    EXPECT_EQ(uses.Table(), nullptr);
+    EXPECT_EQ(uses.UseCount(), 0);
+    ASSERT_NE(uses.Acquire(), nullptr);
+    uses.Release();
+}
+
+TEST(CloudClientUsesTest, AReleaseWithoutAUseLeavesTheLibraryUnloadableForGood) {
+    CloudClientUses uses;
+    uses.Release();
+    EXPECT_EQ(uses.UseCount(), -1);
+    EXPECT_EQ(uses.Acquire(), nullptr);
+    EXPECT_EQ(uses.UseCount(), -1);
+    EXPECT_EQ(uses.Table(), nullptr);
+}
+
+TEST(CloudClientUsesTest, ARefusedLibraryTakesNoUse) {
+    CloudClientUses uses(Variant(L"noregister"));
+    EXPECT_EQ(uses.Acquire(), nullptr);
+    EXPECT_EQ(uses.UseCount(), 0);
 }
 
 } // namespace

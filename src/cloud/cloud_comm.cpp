@@ -1,8 +1,9 @@
 #include "cloud/cloud_comm.h"
 
-#include "diag/log_sink.h"
+#include "diag/nxp_log.h"
 #include "foundation/protected_string.h"
 #include "foundation/zeroing_string.h"
+#include "platform/error_codes.h"
 #include "platform/utf8.h"
 
 #include <atomic>
@@ -27,7 +28,8 @@ void Wipe(char* data, std::uint32_t size) {
 
 class CloudCommImpl {
 public:
-    explicit CloudCommImpl(CloudComm::TableSource tableSource) : m_tableSource(tableSource) {}
+    explicit CloudCommImpl(CloudComm::TableSource tableSource)
+        : m_tableSource(std::move(tableSource)) {}
     virtual ~CloudCommImpl() {
         cloud::CloudClientTable* table = m_tableSource();
         if (m_session != nullptr && table != nullptr) {
@@ -36,22 +38,22 @@ public:
         m_session = nullptr;
     }
 
-    std::uint32_t Init(const cv::Json& source, CloudComm::LogSink logSink) {
-        m_log.Init(std::move(logSink), L"Cloudcomm");
+    std::uint32_t Init(const cv::Json& source, CloudComm::LogCallback logCallback) {
+        m_log.Init(std::move(logCallback), L"Cloudcomm");
         if (LoadSourceJson(source) != 0) {
             m_log.LogInfo(L"LoadSourceJson failed");
-            return CloudComm::kGeneralFailure;
+            return platform::kErrorGenFailure;
         }
         cloud::CloudClientTable* table = m_tableSource();
         if (table == nullptr) {
             m_log.LogInfo(L"InitLib was not called. Init failed");
-            return CloudComm::kGeneralFailure;
+            return platform::kErrorGenFailure;
         }
         // Only the handle tells success: a non-zero result with a handle is a working session.
         const std::int32_t result = table->Init()(&m_session);
         if (m_session == nullptr) {
             m_log.LogInfo(L"cvzc init failed with error %d", result);
-            return CloudComm::kGeneralFailure;
+            return platform::kErrorGenFailure;
         }
         if (m_applyOption) {
             table->SetOption()(m_session, cloud::kOptionApplied, cloud::kOptionAppliedValue);
@@ -71,7 +73,7 @@ public:
         cloud::CloudClientTable* table = m_tableSource();
         if (table == nullptr) {
             m_log.LogInfo(L"cvzc is not loaded");
-            return CloudComm::kFailure;
+            return platform::kFailureWithoutCode;
         }
         const ZeroingText text = BuildRequest(method, params, destination);
         const std::string serviceUtf8 = platform::WideToUtf8(service);
@@ -95,11 +97,11 @@ private:
         }
         if (reply != nullptr && reply->kind != cloud::kReplyKindJson) {
             m_log.LogInfo(L"zephra ask response is null\n");
-            return CloudComm::kFailure;
+            return platform::kFailureWithoutCode;
         }
         if (ParseServerResponse(reply, result, isError) != 0) {
             m_log.LogInfo(L"ParseServerResponse failed\n");
-            return CloudComm::kFailure;
+            return platform::kFailureWithoutCode;
         }
         Wipe(reply->data, reply->size);
         return 0;
@@ -108,7 +110,7 @@ private:
     std::uint32_t LoadSourceJson(const cv::Json& source) {
         if (!source.IsValid()) {
             m_log.LogInfo(L"source is null");
-            return CloudComm::kGeneralFailure;
+            return platform::kErrorGenFailure;
         }
         std::string appId;
         std::string userToken;
@@ -123,7 +125,7 @@ private:
             for (std::string* text : {&appId, &userToken, &deviceId}) {
                 szm::detail::Scrub(text->data(), text->size());
             }
-            return CloudComm::kGeneralFailure;
+            return platform::kErrorGenFailure;
         }
         // Up to the first NUL, as the texts would read in C.
         auto sealed = [](std::string& text) {
@@ -182,12 +184,12 @@ private:
                                       bool* isError) {
         if (reply == nullptr || reply->data == nullptr) {
             m_log.LogInfo(L"Null response from server");
-            return CloudComm::kGeneralFailure;
+            return platform::kErrorGenFailure;
         }
         cv::Json document;
         if (!document.Parse(reply->data, reply->size, 0) || !document.IsObject()) {
             m_log.LogInfo(L"Response from server is not json");
-            return CloudComm::kGeneralFailure;
+            return platform::kErrorGenFailure;
         }
         cv::Json member;
         if (document.Get("error", member)) {
@@ -219,12 +221,12 @@ private:
 };
 
 CloudComm::CloudComm(TableSource tableSource)
-    : m_impl(std::make_unique<CloudCommImpl>(tableSource)) {}
+    : m_impl(std::make_unique<CloudCommImpl>(std::move(tableSource))) {}
 
 CloudComm::~CloudComm() = default;
 
-std::uint32_t CloudComm::Init(const cv::Json& source, LogSink logSink) {
-    return m_impl->Init(source, std::move(logSink));
+std::uint32_t CloudComm::Init(const cv::Json& source, LogCallback logCallback) {
+    return m_impl->Init(source, std::move(logCallback));
 }
 
 std::uint32_t CloudComm::SetSourceField(const std::wstring& key, const std::wstring& value) {

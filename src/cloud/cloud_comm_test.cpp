@@ -96,7 +96,7 @@ protected:
     }
     void TearDown() override { g_library = nullptr; }
 
-    CloudComm::LogSink Sink() {
+    CloudComm::LogCallback Sink() {
         return [this](const std::wstring& line) { m_log += line + L"|"; };
     }
     // An initialised object, ready for Ask.

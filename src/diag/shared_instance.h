@@ -3,9 +3,10 @@
 //
 // Contract:
 // - SharedInstanceHolder<T> is the global state: the instance pointer, a reference count, a
-//   second count that is cleared but never raised here (only a testing setter raises it), and a
-//   spin flag. It is constant-initialised and has no destructor, so a constinit global is ready
-//   before any dynamic initialiser runs: static objects of other files take references at load.
+//   second count that is cleared but never raised here (only tests raise it, through
+//   diag/testing/shared_instance_peer.h), and a spin flag. It is constant-initialised and has no
+//   destructor, so a constinit global is ready before any dynamic initialiser runs: static objects
+//   of other files take references at load.
 // - The number of holders is the sum of both counts. A reference taken while it is 0 destroys an
 //   instance left over and makes a new T; the drop that brings it to 0 destroys the instance.
 //   T's constructor and destructor run under the spin flag and must not use the same holder.
@@ -19,6 +20,10 @@
 #include <chrono>
 #include <cstdint>
 #include <thread>
+
+namespace diag_testing {
+class SharedInstancePeer;
+}
 
 namespace diag {
 
@@ -79,15 +84,9 @@ public:
         return m_secondCount.load(std::memory_order_relaxed);
     }
 
-    // Tests only: nothing in the product raises the second count.
-    void SetSecondCountForTesting(std::int32_t value) noexcept {
-        Lock();
-        m_secondCount.store(value, std::memory_order_relaxed);
-        PublishHolders();
-        Unlock();
-    }
-
 private:
+    friend class diag_testing::SharedInstancePeer;
+
     void Lock() noexcept {
         while (m_spin.exchange(1, std::memory_order_acquire) == 1) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -1,5 +1,7 @@
 #include "diag/shared_instance.h"
 
+#include "diag/testing/shared_instance_peer.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -55,6 +57,18 @@ TEST_F(SharedInstanceTest, ConcurrentHoldersAgreeOnOneInstanceMadeOnceAndDestroy
     EXPECT_EQ(keeper.References(), 0);
     EXPECT_EQ(g_made, 1);
     EXPECT_EQ(g_destroyed, 1);
+}
+
+TEST_F(SharedInstanceTest, TheSecondCountHoldsWithoutAnInstanceAndOneDropClearsIt) {
+    diag_testing::SharedInstancePeer::SetSecondCount(g_holder, 2);
+    EXPECT_EQ(g_holder.Holders(), 2);
+    EXPECT_EQ(g_holder.AddReference(), nullptr) << "held, so nothing is made";
+    EXPECT_EQ(g_holder.Holders(), 3);
+    g_holder.DropReference(); // its own count first
+    EXPECT_EQ(g_holder.SecondCount(), 2);
+    g_holder.DropReference(); // then the whole second count at once
+    EXPECT_EQ(g_holder.Holders(), 0);
+    EXPECT_EQ(g_made, 0);
 }
 
 } // namespace

@@ -21,37 +21,40 @@ namespace detail {
 void Scrub(void* block, std::size_t size) noexcept;
 } // namespace detail
 
-// Called with each block after it was scrubbed and before it is freed. Tests use it to look at
-// memory on its way back; production code never sets it. Not for concurrent replacement.
-using ScrubObserver = void (*)(const void* block, std::size_t size);
-void SetScrubObserverForTesting(ScrubObserver observer) noexcept;
+// What the allocator tells of each block after scrubbing it and before freeing it: nothing, in
+// the product. Tests instantiate the types below with an observer of their own, whose static
+// Scrubbed(block, size) looks at memory on its way back to the heap.
+struct NoScrubObserver {
+    static void Scrubbed(const void*, std::size_t) noexcept {}
+};
 
-template <class T>
+template <class T, class Observer = NoScrubObserver>
 struct ZeroingAllocator {
     using value_type = T;
 
     ZeroingAllocator() noexcept = default;
     template <class U>
-    ZeroingAllocator(const ZeroingAllocator<U>&) noexcept {}
+    ZeroingAllocator(const ZeroingAllocator<U, Observer>&) noexcept {}
 
     [[nodiscard]] T* allocate(std::size_t n) { return std::allocator<T>().allocate(n); }
     void deallocate(T* block, std::size_t n) noexcept {
         detail::Scrub(block, n * sizeof(T));
+        Observer::Scrubbed(block, n * sizeof(T));
         std::allocator<T>().deallocate(block, n);
     }
 
     template <class U>
-    friend bool operator==(const ZeroingAllocator&, const ZeroingAllocator<U>&) noexcept {
+    friend bool operator==(const ZeroingAllocator&, const ZeroingAllocator<U, Observer>&) noexcept {
         return true;
     }
 };
 
 using ZeroingVector = std::vector<char, ZeroingAllocator<char>>;
 
-template <class CharT>
+template <class CharT, class Observer = NoScrubObserver>
 class zeroing_string_t {
 public:
-    using Storage = std::vector<CharT, ZeroingAllocator<CharT>>;
+    using Storage = std::vector<CharT, ZeroingAllocator<CharT, Observer>>;
 
     // The empty text: storage holds the terminator alone.
     zeroing_string_t() : m_storage(1, CharT{}) { Refresh(); }

@@ -13,19 +13,21 @@ const void* g_watched = nullptr;
 std::size_t g_watchedSize = 0;
 bool g_watchedZero = false;
 
+struct WatchingObserver {
+    static void Scrubbed(const void* block, std::size_t size) noexcept {
+        if (block == g_watched) {
+            const auto* bytes = static_cast<const unsigned char*>(block);
+            g_watchedSize = size;
+            g_watchedZero = std::all_of(bytes, bytes + size, [](auto b) { return b == 0; });
+        }
+    }
+};
+
+using WatchedString = zeroing_string_t<char, WatchingObserver>;
+using WatchedVector = std::vector<char, ZeroingAllocator<char, WatchingObserver>>;
+
 class ZeroingStringTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        SetScrubObserverForTesting([](const void* block, std::size_t size) {
-            if (block == g_watched) {
-                const auto* bytes = static_cast<const unsigned char*>(block);
-                g_watchedSize = size;
-                g_watchedZero = std::all_of(bytes, bytes + size, [](auto b) { return b == 0; });
-            }
-        });
-    }
-    void TearDown() override { SetScrubObserverForTesting(nullptr); }
-
     static void Watch(const void* block) {
         g_watched = block;
         g_watchedSize = 0;
@@ -34,24 +36,24 @@ protected:
 };
 
 TEST_F(ZeroingStringTest, EveryReleasedBlockReachesTheHeapZeroed) {
-    auto secret = std::make_unique<zeroing_string_t<char>>("user-token-0123456789");
+    auto secret = std::make_unique<WatchedString>("user-token-0123456789");
     const std::size_t capacity = secret->storage().capacity();
     Watch(secret->storage().data());
     secret.reset();
     EXPECT_EQ(g_watchedSize, capacity);
     EXPECT_TRUE(g_watchedZero);
 
-    ZeroingVector bytes(8, 'k');
+    WatchedVector bytes(8, 'k');
     bytes.shrink_to_fit();
     Watch(bytes.data());
     bytes.push_back('k'); // forces a new block
     EXPECT_EQ(g_watchedSize, 8u) << "the outgrown block, over its whole capacity";
     EXPECT_TRUE(g_watchedZero);
 
-    zeroing_string_t<char> first("first secret");
-    zeroing_string_t<char> second(std::move(first));
+    WatchedString first("first secret");
+    WatchedString second(std::move(first));
     EXPECT_EQ(first.text(), nullptr);
-    zeroing_string_t<char> third("another secret");
+    WatchedString third("another secret");
     Watch(third.storage().data());
     third = std::move(second);
     EXPECT_STREQ(third.text(), "first secret");

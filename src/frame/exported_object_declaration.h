@@ -3,10 +3,12 @@
 //
 // Contract: declare one instance per offered class at namespace scope; it enters the name at load
 // and erases it at unload, holding a registry reference in between. CreateObject zero-fills the
-// memory, runs T's default constructor and answers T's ICvBaseInterface; an allocation or
-// constructor failure leaves as an exception. DestroyObject accepts only objects whose dynamic
-// type is T (a checked cast), runs the destructor and frees the memory. Neither calls anything
-// else on the object. T must derive from ICvBaseInterface exactly once.
+// memory, constructs T in it (with its default constructor, or with the function the declaration
+// was given, which is how a module's composition root hands objects their environment) and
+// answers T's ICvBaseInterface; an allocation or constructor failure leaves as an exception.
+// DestroyObject accepts only objects whose dynamic type is T (a checked cast), runs the destructor
+// and frees the memory. Neither calls anything else on the object. T must derive from
+// ICvBaseInterface exactly once.
 #pragma once
 
 #include "frame/object_registry.h"
@@ -18,7 +20,11 @@
 template <class T>
 class ExportedObjectDeclaration final : public IObjectConstructor {
 public:
-    explicit ExportedObjectDeclaration(const wchar_t* name) : m_name(name) {
+    // Constructs a T in the zeroed memory it is given.
+    using Construct = T* (*)(void* memory);
+
+    explicit ExportedObjectDeclaration(const wchar_t* name, Construct construct = &ConstructDefault)
+        : m_name(name), m_construct(construct) {
         if (ObjectRegistry* registry = m_registry.Acquire()) {
             registry->Insert(m_name.c_str(), this);
         }
@@ -39,7 +45,7 @@ public:
         std::memset(memory, 0, sizeof(T));
         T* object = nullptr;
         try {
-            object = new (memory) T();
+            object = m_construct(memory);
         } catch (...) {
             ::operator delete(memory);
             throw;
@@ -61,6 +67,9 @@ public:
     const std::wstring& Name() const noexcept { return m_name; }
 
 private:
+    static T* ConstructDefault(void* memory) { return new (memory) T(); }
+
     std::wstring m_name;
+    Construct m_construct;
     ObjectRegistryRef m_registry;
 };

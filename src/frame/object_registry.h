@@ -58,6 +58,8 @@ private:
     mutable std::recursive_mutex m_section;
 };
 
+// Process-wide by nature: static declarations enter their classes while the module loads, before
+// anything could hand them a registry.
 extern constinit diag::SharedInstanceHolder<ObjectRegistry> g_objectRegistryHolder;
 
 using ObjectRegistryRef = diag::SharedRef<ObjectRegistry, g_objectRegistryHolder>;

@@ -16,7 +16,7 @@ template <std::uint32_t Tag>
 class Thing : public ICvBaseInterface {
 public:
     static constexpr CvIid kIid{{1, 2, 3, Tag}};
-    Thing() {
+    explicit Thing(int given = 0) : given(given) {
         if (g_throwOnConstruction) {
             throw std::runtime_error("refused");
         }
@@ -26,6 +26,7 @@ public:
     void* QueryInterface(CvIid iid) override {
         return iid == kIidCvBaseInterface || iid == kIid ? this : nullptr;
     }
+    int given;
 };
 using Widget = Thing<1>;
 using Gadget = Thing<2>;
@@ -101,6 +102,15 @@ TEST_F(ObjectRegistryTest, TheFirstDeclarationOfANameStaysAndEachHoldsTheRegistr
     EXPECT_EQ(g_objectRegistryHolder.Count(), 1);
     EXPECT_EQ(CreateExportedObject(L"Test.Shared", Widget::kIid, &object),
               platform::kErrorNotFound);
+}
+
+TEST_F(ObjectRegistryTest, ADeclarationMayConstructItsObjectsWithWhatItIsGiven) {
+    ExportedObjectDeclaration<Widget> declaration(
+        L"Test.Widget", [](void* memory) { return new (memory) Widget(42); });
+    void* object = nullptr;
+    ASSERT_EQ(CreateExportedObject(L"Test.Widget", Widget::kIid, &object), 0u);
+    EXPECT_EQ(static_cast<Widget*>(object)->given, 42);
+    DestroyExportedObject(L"Test.Widget", static_cast<Widget*>(object));
 }
 
 } // namespace

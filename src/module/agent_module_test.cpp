@@ -4,13 +4,10 @@
 #include "nexilo/exports.h"
 #include "nexilo/nexilo_agent_interface.h"
 #include "nexilo/serv_plugin_interface.h"
-#include "platform/environment.h"
 #include "platform/module_loader.h"
-#include "platform/testing/temp_dir.h"
+#include "platform/testing/scratch_home.h"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace {
 
@@ -19,11 +16,9 @@ using cv::hostkit::Nexilo::INexiloAgent;
 class AgentModuleTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME",
-                                                       m_home.Path().wstring().c_str()));
-        std::filesystem::create_directories(m_home.Path() / "cloud");
-        std::ofstream(m_home.Path() / "cloud" / "script.json", std::ios::binary)
-            << R"({"services": {"nexilo/user_info": {"getInfo": {"result": {"name": "Ada"}}}}})";
+        m_home.Write(
+            "cloud/script.json",
+            R"({"services": {"nexilo/user_info": {"getInfo": {"result": {"name": "Ada"}}}}})");
         m_module = platform::LoadModule(L"NexiloAgent.dll").module;
         ASSERT_TRUE(m_module);
         m_create = reinterpret_cast<CvCreateObjectFn>(
@@ -34,9 +29,7 @@ protected:
         ASSERT_NE(m_destroy, nullptr);
         m_host.manager.settings = &m_settings;
     }
-    void TearDown() override { platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", nullptr); }
-
-    platform::testing::TempDir m_home;
+    platform_testing::ScratchHome m_home;
     platform::UniqueHModule m_module;
     CvCreateObjectFn m_create = nullptr;
     CvDestroyObjectFn m_destroy = nullptr;

@@ -2,15 +2,11 @@
 // export table, with the dev kit's node control tool and cloud library beside the module.
 #include "nexilo/cv_value.h"
 #include "nexilo/flat_exports.h"
-#include "platform/environment.h"
 #include "platform/module_loader.h"
-#include "platform/testing/temp_dir.h"
+#include "platform/testing/scratch_home.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -19,8 +15,6 @@ using testing::HasSubstr;
 class FlatExportsTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME",
-                                                       m_home.Path().wstring().c_str()));
         m_module = platform::LoadModule(L"NexiloAgent.dll").module;
         ASSERT_TRUE(m_module);
         m_getNexiloInfo = Find<GetNexiloInfoFn>("GetNexiloInfo");
@@ -30,8 +24,6 @@ protected:
         m_getInfo = Find<GetInfoFn>("GetInfo");
         m_getAgentField = Find<GetAgentFieldFn>("GetAgentField");
     }
-    void TearDown() override { platform::WriteEnvironmentVariable(L"NEXILO_DEVKIT_HOME", nullptr); }
-
     template <class Fn>
     Fn Find(const char* name) {
         auto found = platform::FindExport(m_module.get(), name);
@@ -39,17 +31,13 @@ protected:
         return reinterpret_cast<Fn>(found.address);
     }
     void Write(const char* folder, const char* file, const std::string& text) {
-        std::filesystem::create_directories(m_home.Path() / folder);
-        std::ofstream(m_home.Path() / folder / file, std::ios::binary) << text;
+        m_home.Write(std::filesystem::path(folder) / file, text);
     }
     std::string Read(const char* folder, const char* file) const {
-        std::ifstream in(m_home.Path() / folder / file, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
+        return m_home.Read(std::filesystem::path(folder) / file);
     }
 
-    platform::testing::TempDir m_home;
+    platform_testing::ScratchHome m_home;
     platform::UniqueHModule m_module;
     GetNexiloInfoFn m_getNexiloInfo = nullptr;
     SetStatusFn m_setStatus = nullptr;
