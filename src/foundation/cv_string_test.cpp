@@ -72,29 +72,54 @@ TEST(StringTest, BlockHasGuardsAroundTextAndRecordPointerInFront) {
     EXPECT_EQ(memMgr.releases, 1);
 }
 
-TEST(StringTest, GrowsByDoublingThenBySteps) {
+TEST(StringTest, GrowsByDoublingUpTo1024ThenBySteps) {
+    // The length whose character made the string grow, and the capacity it grew to.
     StringW s;
-    std::vector<u32> seen;
-    for (int i = 0; i < 3100; ++i) {
+    std::vector<std::pair<u32, u32>> growths;
+    for (u32 length = 1; length <= 3100; ++length) {
         s.Append(L"x", 1);
-        if (seen.empty() || seen.back() != s.GetCapacity()) {
-            seen.push_back(s.GetCapacity());
+        if (growths.empty() || growths.back().second != s.GetCapacity()) {
+            growths.emplace_back(length, s.GetCapacity());
         }
     }
-    EXPECT_EQ(seen, (std::vector<u32>{64, 128, 256, 512, 1024, 2048, 3072, 4096}));
+    EXPECT_EQ(growths, (std::vector<std::pair<u32, u32>>{{1, 64},
+                                                         {65, 128},
+                                                         {129, 256},
+                                                         {257, 512},
+                                                         {513, 1024},
+                                                         {1025, 2048},
+                                                         {2049, 3072},
+                                                         {3073, 4096}}));
     EXPECT_EQ(std::wstring(s.GetString()), std::wstring(3100, L'x'));
+}
 
-    StringA large("ab");
-    ASSERT_TRUE(large.Reserve(5000)); // a single large request is met exactly
-    EXPECT_EQ(large.GetCapacity(), 5000u);
-    EXPECT_STREQ(large.GetString(), "ab");
-
-    StringW zero;
-    ASSERT_TRUE(zero.Reserve(0));
-    const wchar_t* first = zero.GetString();
-    ASSERT_TRUE(zero.Reserve(0));
-    EXPECT_EQ(zero.GetString(), first);
-    EXPECT_EQ(zero.GetCapacity(), 64u);
+TEST(StringTest, EachReserveGrowsByItsRule) {
+    const struct {
+        u32 capacity; // of the string before the request; 0: a fresh string
+        u32 request;
+        u32 expected;
+    } cases[] = {
+        {0, 0, 64},         // even Reserve(0) allocates a fresh string
+        {0, 5000, 5000},    // a large request is met exactly
+        {64, 64, 64},       // it fits
+        {64, 65, 128},      // one more than fits: the step of growth
+        {100, 150, 200},    // a step below the capacity doubles it
+        {100, 300, 300},    // a larger step is met exactly
+        {1023, 1024, 2046}, // below 1024 still doubling
+        {1024, 1025, 2048}, // from 1024 on, steps of at least 1024
+        {1500, 1501, 2524}, // not doubling any more
+        {1024, 3000, 3000}, // a step above 1024 is met exactly
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.capacity << " + " << c.request);
+        StringA s;
+        if (c.capacity != 0) {
+            ASSERT_TRUE(s.Reserve(c.capacity));
+            ASSERT_EQ(s.GetCapacity(), c.capacity);
+        }
+        ASSERT_TRUE(s.Reserve(c.request));
+        EXPECT_EQ(s.GetCapacity(), c.expected);
+    }
 }
 
 TEST(StringTest, ExhaustedMemoryLeavesTheStringWhole) {

@@ -63,6 +63,8 @@ TEST(ValueTest, MisuseThrowsTheExactTextAndLeavesTheValue) {
         {dict, [](Value& v) { v.At(L"zz"); }, "key not found [zz], [{ \"k\" : 1 }]"},
         {Value(L"s"), [](Value& v) { v.Get(L"k", Value(1)); },
          "invalid type [dict != string] for [key k], [s]"},
+        {null, [](Value& v) { v.Get(L"k", Value(1)); },
+         "invalid type [dict != null] for [key k], [null]"},
         {null, [](Value& v) { v.HasKey(nullptr); },
          "invalid type [dict != null] for [key ], [null]"},
         {array, [](Value& v) { v.Begin(); }, "invalid type [dict != array], [[  ]]"},

@@ -57,6 +57,10 @@ private:
     A m_argument;
 };
 
+namespace frame_testing {
+class EasyEQPeer;
+}
+
 class EasyEQ : public ExportedObject<IEventQueue> {
 public:
     EasyEQ() = default;
@@ -70,6 +74,7 @@ public:
     std::size_t TaskCount();
 
 private:
+    friend class frame_testing::EasyEQPeer;
     using WorkItem = EqWorkItemMember1<void, EasyEQ, std::shared_ptr<EasyEQTask>>;
 
     void _OnRun(std::shared_ptr<EasyEQTask> task);

@@ -1,6 +1,8 @@
 // EasyEQ against the dev kit's hostcore, loaded for real.
 #include "frame/easy_eq.h"
 
+#include "frame/testing/easy_eq_peer.h"
+#include "frame/testing/recording_event_queue.h"
 #include "frame/testing/threads.h"
 #include "platform/error_codes.h"
 #include "platform/testing/latch.h"
@@ -42,6 +44,20 @@ TEST(EasyEQLoadTest, LoadFailuresGiveTheSystemsNumbersAndNothingIsScheduled) {
     EXPECT_EQ(queue.Interface(), nullptr);
 }
 
+// The host's queue promises no wait of its own: Stop must wait for each task itself before it
+// closes, or the module could unload under a running timer.
+TEST(EasyEQStopTest, CancelsThenWaitsThenReleasesEachTaskAndClosesLast) {
+    frame_testing::RecordingEventQueue queue;
+    EasyEQ easy;
+    frame_testing::EasyEQPeer::Bind(easy, &queue);
+    ASSERT_TRUE(easy.Schedule(L"ping", MakeTask([] {}), 15 * 60 * 1000, 3600 * 1000));
+    easy.Stop();
+    EXPECT_EQ(queue.calls, (std::vector<std::string>{"PostTimed ping 1", "Cancel 1", "Wait 1",
+                                                     "ReleaseId 1", "Close"}));
+    EXPECT_EQ(easy.Interface(), nullptr);
+    EXPECT_EQ(easy.TaskCount(), 0u);
+}
+
 TEST_F(EasyEQTest, AOneShotTaskLeavesTheTableAfterItRan) {
     std::atomic<int> runs{0};
     auto now = MakeTask([&] { ++runs; });
@@ -59,8 +75,8 @@ TEST_F(EasyEQTest, AOneShotTaskLeavesTheTableAfterItRan) {
 TEST_F(EasyEQTest, APeriodicTaskStaysUntilStopAndStopWaitsForItsRun) {
     std::atomic<int> runs{0};
     std::atomic<bool> thirdEnded{false};
-    platform::testing::Latch thirdStarted(1);
-    platform::testing::Latch release(1);
+    platform_testing::Latch thirdStarted(1);
+    platform_testing::Latch release(1);
     auto task = MakeTask([&] {
         if (++runs == 3) {
             thirdStarted.CountDown();

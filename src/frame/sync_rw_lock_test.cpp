@@ -55,7 +55,7 @@ std::thread Waiter(
 TEST(CSyncRWLockTest, AWaitingWriterGoesFirstThenEveryWaitingReaderAtOnce) {
     CSyncRWLock lock;
     Journal journal;
-    platform::testing::Latch bothReadersIn(2);
+    platform_testing::Latch bothReadersIn(2);
     lock.LockRead(0);
     std::thread writer = Waiter(lock, journal, true, "W");
     std::thread readers[] = {
@@ -70,6 +70,19 @@ TEST(CSyncRWLockTest, AWaitingWriterGoesFirstThenEveryWaitingReaderAtOnce) {
         reader.join(); // both read at the same time, or this never returns
     }
     EXPECT_EQ(journal.entries, (std::vector<std::string>{"A", "W", "R", "R"}));
+    EXPECT_TRUE(IsFree(lock));
+}
+
+TEST(CSyncRWLockTest, AWriterGivingUpTheLockHandsItToAWaitingWriterBeforeWaitingReaders) {
+    CSyncRWLock lock;
+    Journal journal;
+    lock.LockWrite(0);
+    std::thread reader = Waiter(lock, journal, false, "R");
+    std::thread writer = Waiter(lock, journal, true, "W");
+    lock.UnlockWrite(0);
+    writer.join();
+    reader.join();
+    EXPECT_EQ(journal.entries, (std::vector<std::string>{"W", "R"}));
     EXPECT_TRUE(IsFree(lock));
 }
 
