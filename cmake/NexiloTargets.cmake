@@ -1,59 +1,31 @@
 # Helpers that give every library, module, program and test of the project the same shape.
 #
-# Sources are found by globbing the folder; a file's suffix says which system it belongs to:
-#   foo_win.cpp (Windows), foo_posix.cpp (POSIX), foo_linux.cpp (Linux), foo_test.cpp (tests),
-#   and the subfolders win/ and posix/ likewise.
+# Every folder lists its sources by name, per system: SOURCES for every system, and WIN_SOURCES,
+# POSIX_SOURCES and LINUX_SOURCES for one family only. A file's suffix says which list it belongs
+# in: foo_win.cpp, foo_posix.cpp, foo_linux.cpp, and the subfolders win/ and posix/ likewise.
+# Nothing is found by globbing: a file joins the build when a list names it.
 
 include_guard(GLOBAL)
 
-# True when <file> belongs to this system, judged by its suffix (a trailing _test aside).
-function(_nexilo_for_this_system out file)
-    get_filename_component(name ${file} NAME_WE)
-    string(REGEX REPLACE "_test$" "" name ${name})
-    set(keep TRUE)
+# _nexilo_system_sources(<out> <prefix>): the sources of the caller's parsed arguments
+# <prefix>_SOURCES and those of its <prefix>_WIN_, _POSIX_ or _LINUX_SOURCES for this system.
+macro(_nexilo_system_sources out prefix)
+    set(${out} ${${prefix}_SOURCES})
     if(WIN32)
-        if(name MATCHES "_(posix|linux)$" OR file MATCHES "/posix/")
-            set(keep FALSE)
+        list(APPEND ${out} ${${prefix}_WIN_SOURCES})
+    else()
+        list(APPEND ${out} ${${prefix}_POSIX_SOURCES})
+        if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+            list(APPEND ${out} ${${prefix}_LINUX_SOURCES})
         endif()
-    elseif(name MATCHES "_win$" OR file MATCHES "/win/")
-        set(keep FALSE)
-    elseif(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux" AND name MATCHES "_linux$")
-        set(keep FALSE)
     endif()
-    set(${out} ${keep} PARENT_SCOPE)
-endfunction()
+endmacro()
 
-# nexilo_sources(<out>): the production sources of the calling folder (and its win/, posix/)
-# for this system.
-function(nexilo_sources out)
-    file(GLOB files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp
-         ${CMAKE_CURRENT_SOURCE_DIR}/win/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/posix/*.cpp)
-    set(result)
-    foreach(file IN LISTS files)
-        _nexilo_for_this_system(keep ${file})
-        if(keep AND NOT file MATCHES "_test\\.cpp$")
-            list(APPEND result ${file})
-        endif()
-    endforeach()
-    set(${out} ${result} PARENT_SCOPE)
-endfunction()
+set(_NEXILO_SOURCE_LISTS SOURCES WIN_SOURCES POSIX_SOURCES LINUX_SOURCES)
 
-# nexilo_test_sources(<out>): the *_test.cpp files of the calling folder (and its subfolders)
-# for this system.
-function(nexilo_test_sources out)
-    file(GLOB_RECURSE files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
-    set(result)
-    foreach(file IN LISTS files)
-        _nexilo_for_this_system(keep ${file})
-        if(keep)
-            list(APPEND result ${file})
-        endif()
-    endforeach()
-    set(${out} ${result} PARENT_SCOPE)
-endfunction()
-
-# Windows libraries every target may reach through the platform seam.
-set(NEXILO_WIN_SYSTEM_LIBS advapi32 crypt32 shlwapi wtsapi32 userenv ole32 oleaut32 wbemuuid winmm)
+# Windows libraries that the platform seam calls: the registry (advapi32), memory sealing
+# (crypt32), path helpers (shlwapi) and the millisecond clock (winmm).
+set(NEXILO_WIN_SYSTEM_LIBS advapi32 crypt32 shlwapi winmm)
 
 function(_nexilo_runtime_options target)
     if(WIN32 AND NEXILO_SHARED_GCC_RUNTIME)
@@ -61,18 +33,22 @@ function(_nexilo_runtime_options target)
     endif()
 endfunction()
 
-# nexilo_library(<name> SOURCES ... [DEPS ...]): a static library of the project.
+# nexilo_library(<name> SOURCES ... [WIN_SOURCES ...] [POSIX_SOURCES ...] [LINUX_SOURCES ...]
+#                [DEPS ...]): a static library of the project; DEPS are what its code uses.
 function(nexilo_library name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
-    add_library(${name} STATIC ${ARG_SOURCES})
+    cmake_parse_arguments(ARG "" "" "${_NEXILO_SOURCE_LISTS};DEPS" ${ARGN})
+    _nexilo_system_sources(sources ARG)
+    add_library(${name} STATIC ${sources})
     target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${name} PUBLIC ${ARG_DEPS})
 endfunction()
 
-# nexilo_module(<name> SOURCES ... [DEPS ...]): a loadable module named <name>.dll / <name>.so.
+# nexilo_module(<name> SOURCES ... [per-system lists] [DEPS ...]): a loadable module named
+# <name>.dll / <name>.so.
 function(nexilo_module name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
-    add_library(${name} MODULE ${ARG_SOURCES})
+    cmake_parse_arguments(ARG "" "" "${_NEXILO_SOURCE_LISTS};DEPS" ${ARGN})
+    _nexilo_system_sources(sources ARG)
+    add_library(${name} MODULE ${sources})
     set_target_properties(${name} PROPERTIES PREFIX "")
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${name} PRIVATE ${ARG_DEPS})
@@ -84,23 +60,27 @@ function(nexilo_module name)
     _nexilo_runtime_options(${name})
 endfunction()
 
-# nexilo_program(<name> SOURCES ... [DEPS ...]): an executable named <name>.exe / <name>.
+# nexilo_program(<name> SOURCES ... [per-system lists] [DEPS ...]): an executable named
+# <name>.exe / <name>.
 function(nexilo_program name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
-    add_executable(${name} ${ARG_SOURCES})
+    cmake_parse_arguments(ARG "" "" "${_NEXILO_SOURCE_LISTS};DEPS" ${ARGN})
+    _nexilo_system_sources(sources ARG)
+    add_executable(${name} ${sources})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${name} PRIVATE ${ARG_DEPS})
     _nexilo_runtime_options(${name})
 endfunction()
 
-# nexilo_tests(<name> SOURCES ... [DEPS ...] [NEEDS ...]): one GoogleTest executable per folder.
-# NEEDS names targets (modules, programs) that the tests load or start at run time.
+# nexilo_tests(<name> SOURCES ... [per-system lists] [DEPS ...] [NEEDS ...]): one GoogleTest
+# executable per folder. NEEDS names targets (modules, programs) that the tests load or start at
+# run time.
 function(nexilo_tests name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;NEEDS" ${ARGN})
-    if(NOT NEXILO_BUILD_TESTS OR NOT ARG_SOURCES)
+    cmake_parse_arguments(ARG "" "" "${_NEXILO_SOURCE_LISTS};DEPS;NEEDS" ${ARGN})
+    _nexilo_system_sources(sources ARG)
+    if(NOT NEXILO_BUILD_TESTS OR NOT sources)
         return()
     endif()
-    nexilo_program(${name} SOURCES ${ARG_SOURCES} DEPS ${ARG_DEPS} GTest::gmock GTest::gtest_main)
+    nexilo_program(${name} SOURCES ${sources} DEPS ${ARG_DEPS} GTest::gmock GTest::gtest_main)
     if(ARG_NEEDS)
         add_dependencies(${name} ${ARG_NEEDS})
     endif()

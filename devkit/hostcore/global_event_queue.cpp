@@ -1,4 +1,4 @@
-#include "global_event_queue.h"
+#include "devkit/hostcore/global_event_queue.h"
 
 #include "platform/error_codes.h"
 

@@ -6,8 +6,8 @@
 // not be destroyed from inside one of its own runs while other runs of it are under way.
 #pragma once
 
+#include "devkit/hostcore/scheduler.h"
 #include "nexilo/event_queue.h"
-#include "scheduler.h"
 
 #include <memory>
 

@@ -1,7 +1,7 @@
 // The module's factory exports, offering "GlobalEventQueue".
+#include "devkit/hostcore/global_event_queue.h"
 #include "frame/exported_object_declaration.h"
 #include "frame/factory_exports.h"
-#include "global_event_queue.h"
 
 namespace {
 

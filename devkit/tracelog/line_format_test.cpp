@@ -1,4 +1,4 @@
-#include "line_format.h"
+#include "devkit/tracelog/line_format.h"
 
 #include <gtest/gtest.h>
 

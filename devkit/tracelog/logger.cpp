@@ -1,6 +1,6 @@
-#include "logger.h"
+#include "devkit/tracelog/logger.h"
 
-#include "line_format.h"
+#include "devkit/tracelog/line_format.h"
 #include "nexilo/cv_string.h"
 #include "platform/environment.h"
 #include "platform/error_codes.h"

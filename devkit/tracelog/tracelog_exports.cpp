@@ -1,6 +1,6 @@
 // The module's exports. TRACELOG_WITHOUT_LOGWRITE builds a variant that lacks LogWrite, so that
 // tests can see how a loader copes with it.
-#include "logger.h"
+#include "devkit/tracelog/logger.h"
 #include "nexilo/log_module.h"
 #include "platform/error_codes.h"
 
