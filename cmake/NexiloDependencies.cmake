@@ -1,6 +1,8 @@
-# Third-party libraries: jansson, libyaml, libcrypto (POSIX sealing), threads, GoogleTest and
-# Google Benchmark. Natively they come from Debian packages; for the mingw-w64 builds jansson and
-# libyaml come from scripts/build-win-deps and GoogleTest from the Debian googletest sources.
+# Third-party libraries: jansson, libyaml, libcrypto (POSIX sealing), threads, cpp-httplib and
+# SQLite (the dev kit's cloud emulator and its client), GoogleTest and Google Benchmark. Natively
+# they come from Debian packages; for the mingw-w64 builds jansson, libyaml and cpp-httplib's
+# header come from scripts/build-win-deps and GoogleTest from the Debian googletest sources. The
+# emulator itself is built natively only, so SQLite has no Windows build.
 
 find_package(Threads REQUIRED)
 
@@ -32,6 +34,25 @@ if(WIN32)
     set_property(TARGET nexilo::yaml PROPERTY INTERFACE_COMPILE_DEFINITIONS YAML_DECLARE_STATIC)
 else()
     find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
+endif()
+
+if(WIN32)
+    # The single header carries the whole library; it needs Windows sockets.
+    find_path(httplib_INCLUDE_DIR httplib.h)
+    if(NOT httplib_INCLUDE_DIR)
+        message(FATAL_ERROR "httplib.h for ${CMAKE_SYSTEM_PROCESSOR} not found under "
+                            "${NEXILO_WIN_DEPS_PREFIX}: run scripts/build-win-deps first")
+    endif()
+    add_library(nexilo::httplib INTERFACE IMPORTED)
+    set_target_properties(nexilo::httplib PROPERTIES
+        INTERFACE_INCLUDE_DIRECTORIES "${httplib_INCLUDE_DIR}"
+        INTERFACE_LINK_LIBRARIES "ws2_32")
+else()
+    # Debian builds the library; its flags (TLS, compression) must match the header's view.
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(NEXILO_HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
+    add_library(nexilo::httplib ALIAS PkgConfig::NEXILO_HTTPLIB)
+    find_package(SQLite3 REQUIRED)
 endif()
 
 if(NEXILO_BUILD_TESTS)
