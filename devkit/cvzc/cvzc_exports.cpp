@@ -1,6 +1,9 @@
-// The dev kit's cloud client library: the 34 exports of the real library, with answers from the
-// script in the dev kit home and a record of every request (see README.md).
+// The dev kit's cloud client library: the 34 exports of the real library, answering through the
+// cloud emulator when the dev kit home names one and from the script otherwise, with a record of
+// every request (see README.md).
 #include "cloud/cloud_client_api.h"
+#include "devkit/cloud/emulator_address.h"
+#include "devkit/cloud/emulator_client.h"
 #include "devkit/common/devkit_home.h"
 #include "devkit/cvzc/script.h"
 
@@ -14,6 +17,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -25,13 +29,20 @@ struct Registration {
     std::string type;
     std::string channel;
     cloud::CvzCallbacks callbacks{};
+    std::string pushSession; // the emulator's session, in emulator mode
+    std::thread waiter;      // hands the emulator's messages to the message handler
 };
 
 struct Session {
     int number = 0;
     std::map<std::int32_t, std::int32_t> options;
-    std::vector<Registration> registrations;
+    std::vector<std::unique_ptr<Registration>> registrations;
+    std::string emulatorUrl; // empty: the session answers from the script
 };
+
+// How long one wait for pushed messages may hold its request; uninit ends it at once by closing
+// the session, so this only bounds a wait on an emulator that went away.
+constexpr int kPushWaitMs = 10000;
 
 struct Library {
     std::mutex mutex;
@@ -50,6 +61,18 @@ std::filesystem::path CloudFolder() {
 
 // The script as it is now on disk, read on every call so tests and people can change it while a
 // host runs.
+// The emulator the dev kit home names, or empty. Read at each session's start, so a host started
+// before the emulator finds it on its next session.
+std::string EmulatorUrl() {
+    std::string error;
+    const auto url = devkit::cloud::ReadEmulatorUrl(
+        devkit::cloud::EmulatorAddressFile(devkit::DevkitHome()), error);
+    if (!error.empty()) {
+        std::fprintf(stderr, "cvzc: %s; answering from the script\n", error.c_str());
+    }
+    return url.value_or("");
+}
+
 Script LoadScript() {
     const auto path = CloudFolder() / "script.json";
     std::string text;
@@ -79,6 +102,46 @@ Session* Find(CvzSession handle) {
     return State().live.count(session) ? session : nullptr;
 }
 
+Answer AskEmulator(const std::string& url, const cloud::CvzRequest& request,
+                   const std::string& text) {
+    const auto reply =
+        devkit::cloud::EmulatorClient(url).Ask(request.service, request.limit, request.kind, text);
+    Answer answer;
+    if (reply.code != 0) {
+        std::fprintf(stderr, "cvzc: %s\n", reply.error.c_str());
+        answer.kind = Answer::Kind::TransportError;
+        answer.code = reply.code;
+        return answer;
+    }
+    answer.text = reply.text;
+    return answer;
+}
+
+#if !defined(CVZC_WITHOUT_REGISTER)
+// Hands every message of the emulator's push session to the registration's handler until the
+// session ends or the emulator cannot be reached.
+void WaitForPushes(std::string url, Registration* registration) {
+    const devkit::cloud::EmulatorClient client(std::move(url));
+    for (;;) {
+        const auto poll = client.PollPushSession(registration->pushSession, kPushWaitMs);
+        if (poll.result.code != 0) {
+            std::fprintf(stderr, "cvzc: %s; no more pushed messages\n", poll.result.error.c_str());
+            return;
+        }
+        for (const std::string& text : poll.messages) {
+            const cloud::CvzMessage message{0, text.data(),
+                                            static_cast<std::uint32_t>(text.size())};
+            if (registration->callbacks.messageHandler) {
+                registration->callbacks.messageHandler(&message, registration->callbacks.context);
+            }
+        }
+        if (poll.closed) {
+            return;
+        }
+    }
+}
+#endif
+
 char* Duplicate(const std::string& text) {
     char* copy = static_cast<char*>(std::malloc(text.size() + 1));
     if (copy) {
@@ -94,13 +157,16 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_init(CvzSession* session) {
     if (!session) {
         return kCodeInvalidParameter;
     }
-    const InitBehaviour behaviour = LoadScript().Init();
+    std::string url = EmulatorUrl();
+    // The emulator stands for a cloud that is there: its sessions always start.
+    const InitBehaviour behaviour = url.empty() ? LoadScript().Init() : InitBehaviour{};
     *session = nullptr;
     if (behaviour.handle) {
         auto& state = State();
         std::lock_guard lock(state.mutex);
         auto* created = new Session;
         created->number = ++state.nextNumber;
+        created->emulatorUrl = std::move(url);
         state.live.insert(created);
         *session = created;
     }
@@ -108,14 +174,24 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_init(CvzSession* session) {
 }
 
 NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_uninit(CvzSession handle) {
-    auto& state = State();
-    std::lock_guard lock(state.mutex);
-    Session* session = Find(handle);
-    if (!session) {
-        return kCodeInvalidHandle;
+    std::unique_ptr<Session> session;
+    {
+        auto& state = State();
+        std::lock_guard lock(state.mutex);
+        session.reset(Find(handle));
+        if (!session) {
+            return kCodeInvalidHandle;
+        }
+        state.live.erase(session.get());
     }
-    state.live.erase(session);
-    delete session;
+    // Closing a push session wakes its waiter, which then ends; no handler runs after this.
+    const devkit::cloud::EmulatorClient client(session->emulatorUrl);
+    for (auto& registration : session->registrations) {
+        if (registration->waiter.joinable()) {
+            client.ClosePushSession(registration->pushSession);
+            registration->waiter.join();
+        }
+    }
     return 0;
 }
 
@@ -127,6 +203,7 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_ask(CvzSession handle,
     }
     *reply = nullptr;
     int number = 0;
+    std::string url;
     {
         auto& state = State();
         std::lock_guard lock(state.mutex);
@@ -135,13 +212,16 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_ask(CvzSession handle,
             return kCodeInvalidHandle;
         }
         number = session->number;
+        url = session->emulatorUrl;
     }
     const std::string text(request->data ? request->data : "", request->size);
     Record(json_pack("{s:i, s:s, s:i, s:i, s:s%}", "session", number, "service", request->service,
                      "limit", request->limit, "kind", request->kind, "text", text.data(),
                      text.size()));
 
-    const Answer answer = LoadScript().Decide(request->service, MethodOf(text).value_or(""), text);
+    const Answer answer =
+        url.empty() ? LoadScript().Decide(request->service, MethodOf(text).value_or(""), text)
+                    : AskEmulator(url, *request, text);
     if (answer.kind == Answer::Kind::TransportError) {
         return answer.code;
     }
@@ -190,7 +270,9 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL nexilo_register(CvzSession handle,
     if (!credentials || !target || !type || !channel || !callbacks) {
         return kCodeInvalidParameter;
     }
+    auto text = [](const char* value) { return value ? value : ""; };
     int number = 0;
+    std::string url;
     {
         auto& state = State();
         std::lock_guard lock(state.mutex);
@@ -198,15 +280,43 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL nexilo_register(CvzSession handle,
         if (!session) {
             return kCodeInvalidHandle;
         }
-        session->registrations.push_back({type, channel, *callbacks});
         number = session->number;
+        url = session->emulatorUrl;
     }
-    auto text = [](const char* value) { return value ? value : ""; };
     Record(json_pack("{s:i, s:{s:s, s:s, s:{s:s, s:s}, s:{s:s, s:s, s:s}}}", "session", number,
                      "register", "type", type, "channel", channel, "target", "app_id",
                      text(target->appId), "device_id", text(target->deviceId), "credentials",
                      "user_token", text(credentials->userToken), "app_id", text(credentials->appId),
                      "device_id", text(credentials->deviceId)));
+    auto registration = std::make_unique<Registration>();
+    registration->type = type;
+    registration->channel = channel;
+    registration->callbacks = *callbacks;
+    if (!url.empty()) {
+        const auto opened = devkit::cloud::EmulatorClient(url).OpenPushSession(
+            {text(credentials->userToken), text(credentials->appId), text(credentials->deviceId)},
+            text(target->appId), text(target->deviceId), type, channel);
+        if (opened.code != 0) {
+            std::fprintf(stderr, "cvzc: %s\n", opened.error.c_str());
+            return opened.code;
+        }
+        registration->pushSession = opened.text;
+        registration->waiter = std::thread(WaitForPushes, url, registration.get());
+    }
+    {
+        auto& state = State();
+        std::lock_guard lock(state.mutex);
+        // The session may have ended meanwhile; its uninit then never sees this waiter.
+        Session* session = Find(handle);
+        if (!session) {
+            if (registration->waiter.joinable()) {
+                devkit::cloud::EmulatorClient(url).ClosePushSession(registration->pushSession);
+                registration->waiter.join();
+            }
+            return kCodeInvalidHandle;
+        }
+        session->registrations.push_back(std::move(registration));
+    }
     return 0;
 }
 #endif

@@ -43,6 +43,7 @@ inline constexpr ErrorCode kErrorRegistryCorrupt = 1015;
 inline constexpr ErrorCode kErrorKeyDeleted = 1018;
 inline constexpr ErrorCode kErrorPossibleDeadlock = 1131;
 inline constexpr ErrorCode kErrorNotFound = 1168;
+inline constexpr ErrorCode kErrorConnectionRefused = 1225;
 inline constexpr ErrorCode kErrorNoSuchLogonSession = 1312;
 inline constexpr ErrorCode kErrorPrivilegeNotHeld = 1314;
 inline constexpr ErrorCode kErrorTimeout = 1460;

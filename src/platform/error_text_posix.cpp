@@ -45,6 +45,7 @@ constexpr ErrorText kTexts[] = {
     {kErrorKeyDeleted, "The registry key has been deleted."},
     {kErrorPossibleDeadlock, "A potential deadlock condition has been detected."},
     {kErrorNotFound, "Element not found."},
+    {kErrorConnectionRefused, "The remote computer refused the network connection."},
     {kErrorNoSuchLogonSession, "The logon session does not exist."},
     {kErrorPrivilegeNotHeld, "A required privilege is not held by the client."},
     {kErrorTimeout, "The operation timed out."},
