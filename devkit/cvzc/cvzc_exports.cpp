@@ -9,6 +9,7 @@
 
 #include <jansson.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,8 +30,9 @@ struct Registration {
     std::string type;
     std::string channel;
     cloud::CvzCallbacks callbacks{};
-    std::string pushSession; // the emulator's session, in emulator mode
-    std::thread waiter;      // hands the emulator's messages to the message handler
+    std::string pushSession;        // the emulator's session, in emulator mode
+    std::thread waiter;             // hands the emulator's messages to the message handler
+    std::atomic<bool> ended{false}; // the waiter is done: the session ended or is unreachable
 };
 
 struct Session {
@@ -126,7 +128,7 @@ void WaitForPushes(std::string url, Registration* registration) {
         const auto poll = client.PollPushSession(registration->pushSession, kPushWaitMs);
         if (poll.result.code != 0) {
             std::fprintf(stderr, "cvzc: %s; no more pushed messages\n", poll.result.error.c_str());
-            return;
+            break;
         }
         for (const std::string& text : poll.messages) {
             const cloud::CvzMessage message{0, text.data(),
@@ -136,9 +138,10 @@ void WaitForPushes(std::string url, Registration* registration) {
             }
         }
         if (poll.closed) {
-            return;
+            break;
         }
     }
+    registration->ended = true;
 }
 #endif
 
@@ -188,7 +191,9 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_uninit(CvzSession handle) {
     const devkit::cloud::EmulatorClient client(session->emulatorUrl);
     for (auto& registration : session->registrations) {
         if (registration->waiter.joinable()) {
-            client.ClosePushSession(registration->pushSession);
+            if (!registration->ended) {
+                client.ClosePushSession(registration->pushSession);
+            }
             registration->waiter.join();
         }
     }
