@@ -35,6 +35,10 @@ class TestItem final : public EqWorkItem {
 public:
     TestItem(Counters& counters, bool isFinished, std::function<void()> body = {})
         : m_counters(counters), m_isFinished(isFinished), m_body(std::move(body)) {}
+    void* ScalarDeletingDestructor(std::uint32_t) override {
+        ADD_FAILURE() << "the queue frees its items through Release only";
+        return this;
+    }
     void Release() override {
         ++m_counters.released;
         delete this;
@@ -47,7 +51,7 @@ public:
     }
 
 private:
-    ~TestItem() override = default;
+    ~TestItem() = default;
     Counters& m_counters;
     bool m_isFinished;
     std::function<void()> m_body;

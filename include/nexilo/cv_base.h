@@ -9,11 +9,28 @@
 //   ICvBaseInterface pointer that the factory made (not the interface asked for).
 // - The order of each interface's virtual operations is a contract between modules built apart;
 //   every operation is marked with its slot, its 0-based index in the virtual table. Interfaces
-//   without a virtual destructor have a protected non-virtual one: no slot, and nobody deletes
-//   an object through them. Where a virtual destructor is part of a table, the slot numbers are
-//   those of the GCC (Itanium) ABI, which gives it two slots; such types are for modules built
-//   with the same toolchain.
+//   have a protected non-virtual destructor: no slot, and nobody deletes an object through them.
 // - These headers stand alone (no project headers), so hosts can use them as they are.
+//
+// Tables that two compilers share. The product's host and its other modules are built with
+// Microsoft's compiler (MSVC), this module with GCC; a table works across the two only where their
+// C++ ABIs agree, so the border keeps to what they lay out and pass alike:
+// - No virtual destructor. MSVC gives it one slot (the "scalar deleting destructor"), GCC two, so
+//   every slot after it would differ. A table whose objects are destroyed through it declares
+//   ScalarDeletingDestructor(flags) at slot 0 instead, with MSVC's shape: it ends the object's
+//   life, also frees its memory when bit 0 of `flags` (kCvDeleteMemory) is set, and returns the
+//   object's address. MSVC code that destroys such an object through the table calls exactly this
+//   slot.
+// - No class object passed by value, except through cv::ByValue (nexilo/by_value.h): MSVC and GCC
+//   pass such objects differently and disagree on which side destroys them.
+// - Every member function is thiscall on 32-bit x86 (`this` in ECX, the callee pops the stack), the
+//   default of both compilers there; x64 has one convention.
+// - Passed alike by both, and used freely: scalars, pointers, references (as pointers), bool (one
+//   byte), and CvIid (16 bytes with a trivial copy: on the stack on x86, by address of a copy on
+//   x64). No operation returns a class object.
+// - No exception crosses a table: the two compilers unwind differently, so neither side can catch
+//   the other's exceptions (flat_exports.h names the one export that lets one out).
+// scripts/check-abi-layout compares every table of these headers under both compilers' layouts.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +46,9 @@ struct CvIid {
 };
 static_assert(sizeof(CvIid) == 16 && std::is_trivially_copyable_v<CvIid>,
               "an identifier is 16 bytes passed by value");
+
+// Bit 0 of ScalarDeletingDestructor's flags: free the memory as well.
+inline constexpr std::uint32_t kCvDeleteMemory = 1;
 
 inline constexpr CvIid kIidCvBaseInterface{{0x66551AB3, 0xBC90FCA3, 0xF7C5425F, 0x514BE292}};
 

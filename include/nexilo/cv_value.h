@@ -4,10 +4,14 @@
 // Contract:
 // - Ownership: a Value owns its node exclusively. Copies are deep (no sharing, no reference
 //   count); a move takes the node and leaves the source null. A null Value has no node at all.
-// - Nodes are allocated with malloc and placement new and released by their virtual destructor and
-//   plain free; vector slots come from the allocator entry points kept in the vector. The code of
-//   a node (its virtual table) lives in the module that made it: a value made inside a module
-//   must be destroyed before that module unloads, and so must every cv::StringT it holds.
+// - Nodes are allocated with malloc and placement new and released through slot 0 of their table
+//   (ScalarDeletingDestructor(0), MSVC's shape, see cv_base.h) and plain free; vector slots come
+//   from the allocator entry points kept in the vector. The code of a node (its virtual table)
+//   lives in the module that made it: a value made inside a module must be destroyed before that
+//   module unloads, and so must every cv::StringT it holds.
+// - Module border: a node, a vector record and a string record made by one module may be freed
+//   by another with plain free or delete, so modules that pass values must share the C runtime's
+//   heap. A node's fields and the vectors are laid out alike by MSVC and GCC.
 // - Kinds: only assignment of another Value, Clear, and the typed setters, operator[] and Append
 //   on a null value change the kind of a value. Misuse by kind throws cv::ValueException with a
 //   text that quotes the value (its ToString), and leaves the value as it was. Exhausted memory
@@ -22,6 +26,7 @@
 //   key order by code unit differs between the two only for characters beyond U+FFFF.
 #pragma once
 
+#include "nexilo/cv_base.h"
 #include "nexilo/cv_string.h"
 
 #include <cstddef>
@@ -68,7 +73,10 @@ public:
     public:
         BaseValue(const BaseValue&) = delete;
         BaseValue& operator=(const BaseValue&) = delete;
-        virtual ~BaseValue();
+        // slot 0: ends the node's life; with kCvDeleteMemory also frees it with free. Returns
+        // the node.
+        virtual void* ScalarDeletingDestructor(std::uint32_t flags) = 0;
+        // slot 1
         virtual Type GetType() const = 0;
 
         // The creating module's allocator, recorded at creation and never called through.
@@ -78,12 +86,14 @@ public:
 
     protected:
         BaseValue() noexcept;
+        ~BaseValue() = default;
     };
 
     class NumberValue final : public BaseValue {
     public:
         explicit NumberValue(double value) noexcept : m_value(value) {}
-        ~NumberValue() override;
+        ~NumberValue();
+        void* ScalarDeletingDestructor(std::uint32_t flags) override;
         Type GetType() const override;
         double m_value;
     };
@@ -91,7 +101,8 @@ public:
     class BoolValue final : public BaseValue {
     public:
         explicit BoolValue(bool value) noexcept : m_value(value ? 1 : 0) {}
-        ~BoolValue() override;
+        ~BoolValue();
+        void* ScalarDeletingDestructor(std::uint32_t flags) override;
         Type GetType() const override;
         u8 m_value;
     };
@@ -102,7 +113,8 @@ public:
         explicit StringValue(const wchar_t* text);
         explicit StringValue(const StringW& text);
         explicit StringValue(StringW&& text);
-        ~StringValue() override;
+        ~StringValue();
+        void* ScalarDeletingDestructor(std::uint32_t flags) override;
         Type GetType() const override;
         StringW m_value;
     };
@@ -111,7 +123,8 @@ public:
     class ArrayValue final : public BaseValue {
     public:
         ArrayValue();
-        ~ArrayValue() override;
+        ~ArrayValue();
+        void* ScalarDeletingDestructor(std::uint32_t flags) override;
         Type GetType() const override;
         ValueVector* m_items;
     };
@@ -120,7 +133,8 @@ public:
     class DictValue final : public BaseValue {
     public:
         DictValue();
-        ~DictValue() override;
+        ~DictValue();
+        void* ScalarDeletingDestructor(std::uint32_t flags) override;
         Type GetType() const override;
         ValueVector* m_keys;
         ValueVector* m_values;

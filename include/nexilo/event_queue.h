@@ -29,18 +29,19 @@ inline constexpr CvIid kIidEventQueue{{0x2C9C916F, 0x9528C5AE, 0x950A4713, 0x521
 inline constexpr const wchar_t* kGlobalEventQueueName = L"GlobalEventQueue";
 inline constexpr std::uint32_t kEqInfinite = 0xFFFFFFFF;
 
-// A unit of work for the queue. Its virtual destructor takes slots 0 and 1 (complete and
-// deleting destructor, GCC ABI): for modules built with the same toolchain.
+// A unit of work for the queue. The queue frees it through Release; slot 0 is there because MSVC
+// puts a virtual destructor's one slot there (see cv_base.h).
 class EqWorkItem {
-protected:
-    // slots 0 and 1. Declared first: the declaration order is the table's order.
-    virtual ~EqWorkItem() = default;
-
 public:
-    // slot 2: frees the item.
+    // slot 0: ends the item's life; with kCvDeleteMemory also frees it. Returns the item.
+    virtual void* ScalarDeletingDestructor(std::uint32_t flags) = 0;
+    // slot 1: frees the item.
     virtual void Release() = 0;
-    // slot 3
+    // slot 2
     virtual void Run() = 0;
+
+protected:
+    ~EqWorkItem() = default;
 };
 
 class IEventQueue : public ICvBaseInterface {

@@ -12,7 +12,8 @@
 // - GetNexiloInfo touches its out arguments only on success. A status outside 0 (enabled),
 //   1 (disabled), 2 (pending) starts nothing and gives false, as does RemoveApp(nullptr).
 // - GetInfo lets a cv::ValueException out when the account's reply is not a dictionary or its
-//   "email" is not a string.
+//   "email" is not a string. Only a caller built with this module's toolchain can catch it: in a
+//   caller built with Microsoft's compiler the exception cannot be caught and ends the process.
 #pragma once
 
 #include "nexilo/cv_string.h"

@@ -4,9 +4,12 @@
 // back with Release, once. A node's reads take a key, an out value and a flags word that is 0
 // here; they return true when the key was there and leave `out` untouched otherwise. Its writes
 // store a value under a key and return true when stored. Keys and texts are NUL-terminated wide
-// strings. GetString writes a cv::StringW, which the plugin fills with the code of the module that
-// made the string (see cv_string.h on module borders): pass a string made by the caller's module.
-// Threads: the host's; the plug-in does not serialise calls.
+// strings. GetString writes a cv::StringW with the plugin's own string code: pass a string made by
+// the caller's module that already has a block (Reserve), so that the plugin grows and fills it
+// only through the string's own memory manager. An empty handle would make the plugin's code
+// allocate the string's record, which the caller's module later deletes: across compilers that
+// works only when both share the C runtime's heap. Threads: the host's; the plug-in does not
+// serialise calls.
 #pragma once
 
 #include "nexilo/cv_base.h"

@@ -7,12 +7,14 @@
 //   base; the object is destroyed through the ICvBaseInterface pointer that the factory gave.
 // - Results are 0 on success, else a Windows error number (1627 for a duplicate or missing
 //   subscriber); GetLanguage, SetLanguage and Ask answer 0xFFFFFFFF on their failures.
-// - Class arguments passed by value stay by value: the table's signatures are the contract.
-//   cv::StringW and cv::Value cross the border under the rules of their headers.
+// - The two class arguments passed by value travel as cv::ByValue (nexilo/by_value.h), which
+//   passes them as MSVC does; the agent takes and destroys them. cv::StringW and cv::Value cross
+//   the border under the rules of their headers.
 // - Calls come from any host thread. Subscribers are called on the agent's threads and must
 //   not throw, nor register or unregister from inside OnEvent.
 #pragma once
 
+#include "nexilo/by_value.h"
 #include "nexilo/cv_base.h"
 #include "nexilo/cv_string.h"
 #include "nexilo/cv_value.h"
@@ -55,7 +57,7 @@ public:
     // slot 7
     virtual std::uint32_t GetLanguage(cv::StringW& language) = 0;
     // slot 8
-    virtual std::uint32_t SetLanguage(cv::StringW language) = 0;
+    virtual std::uint32_t SetLanguage(cv::ByValue<cv::StringW> language) = 0;
     // slot 9
     virtual std::uint32_t SetIpmState(bool state) = 0;
     // slot 10
@@ -63,7 +65,7 @@ public:
     // slot 11
     virtual std::uint32_t GetCurrentCampaign(cv::Value* out) = 0;
     // slot 12
-    virtual std::uint32_t UpdateCurrentCampaign(cv::Value campaign) = 0;
+    virtual std::uint32_t UpdateCurrentCampaign(cv::ByValue<cv::Value> campaign) = 0;
     // slot 13
     virtual std::uint32_t SendCommand(const cv::Value& request, std::uint32_t reserved) = 0;
 
@@ -73,9 +75,9 @@ protected:
 
 // The signatures that are easiest to break by accident.
 static_assert(std::is_same_v<decltype(&INexiloAgent::SetLanguage),
-                             std::uint32_t (INexiloAgent::*)(cv::StringW)>);
+                             std::uint32_t (INexiloAgent::*)(cv::ByValue<cv::StringW>)>);
 static_assert(std::is_same_v<decltype(&INexiloAgent::UpdateCurrentCampaign),
-                             std::uint32_t (INexiloAgent::*)(cv::Value)>);
+                             std::uint32_t (INexiloAgent::*)(cv::ByValue<cv::Value>)>);
 static_assert(
     std::is_same_v<decltype(&INexiloAgent::Ask),
                    std::uint32_t (INexiloAgent::*)(const wchar_t*, const wchar_t*, const cv::Value&,

@@ -44,7 +44,8 @@ std::uint32_t NexiloAgent::GetUserDetails(cv::Value* out) {
 std::uint32_t NexiloAgent::GetLanguage(cv::StringW&) {
     return platform::kErrorCallNotImplemented;
 }
-std::uint32_t NexiloAgent::SetLanguage(cv::StringW) {
+std::uint32_t NexiloAgent::SetLanguage(cv::ByValue<cv::StringW> language) {
+    language.Take();
     return platform::kErrorCallNotImplemented;
 }
 std::uint32_t NexiloAgent::SetIpmState(bool) {
@@ -55,7 +56,8 @@ std::uint32_t NexiloAgent::GetCurrentCampaign(cv::Value* out) {
     return out == nullptr ? platform::kErrorInvalidParameter : platform::kErrorCallNotImplemented;
 }
 
-std::uint32_t NexiloAgent::UpdateCurrentCampaign(cv::Value) {
+std::uint32_t NexiloAgent::UpdateCurrentCampaign(cv::ByValue<cv::Value> campaign) {
+    campaign.Take();
     return platform::kErrorCallNotImplemented;
 }
 std::uint32_t NexiloAgent::SendCommand(const cv::Value&, std::uint32_t) {

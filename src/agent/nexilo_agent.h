@@ -70,11 +70,11 @@ public:
     std::uint32_t SwitchAccount() override;
     std::uint32_t GetUserDetails(cv::Value* out) override;
     std::uint32_t GetLanguage(cv::StringW& language) override;
-    std::uint32_t SetLanguage(cv::StringW language) override;
+    std::uint32_t SetLanguage(cv::ByValue<cv::StringW> language) override;
     std::uint32_t SetIpmState(bool state) override;
     std::uint32_t GetIpmState(bool* state) override;
     std::uint32_t GetCurrentCampaign(cv::Value* out) override;
-    std::uint32_t UpdateCurrentCampaign(cv::Value campaign) override;
+    std::uint32_t UpdateCurrentCampaign(cv::ByValue<cv::Value> campaign) override;
     std::uint32_t SendCommand(const cv::Value& request, std::uint32_t reserved) override;
 
     // Brings up the cloud library and the cloud session from the identity; true when ready.

@@ -39,9 +39,18 @@ Node* NewNode(Args&&... args) {
 
 void DestroyNode(Value::BaseValue* node) noexcept {
     if (node != nullptr) {
-        node->~BaseValue();
+        node->ScalarDeletingDestructor(0);
         std::free(node);
     }
+}
+
+template <class Node>
+void* EndNode(Node* node, u32 flags) noexcept {
+    node->~Node();
+    if (flags & kCvDeleteMemory) {
+        std::free(node);
+    }
+    return node;
 }
 
 ValueVector* NewVector() {
@@ -267,15 +276,21 @@ ValueException::ValueException(const StringW& message)
 Value::BaseValue::BaseValue() noexcept
     : malloc_fn(&std::malloc), realloc_fn(&std::realloc), free_fn(&std::free) {}
 
-Value::BaseValue::~BaseValue() = default;
-
 Value::NumberValue::~NumberValue() = default;
+
+void* Value::NumberValue::ScalarDeletingDestructor(u32 flags) {
+    return EndNode(this, flags);
+}
 
 Value::Type Value::NumberValue::GetType() const {
     return Type::kNumber;
 }
 
 Value::BoolValue::~BoolValue() = default;
+
+void* Value::BoolValue::ScalarDeletingDestructor(u32 flags) {
+    return EndNode(this, flags);
+}
 
 Value::Type Value::BoolValue::GetType() const {
     return Type::kBool;
@@ -293,6 +308,10 @@ Value::StringValue::StringValue(StringW&& text) : m_value(std::move(text)) {
 
 Value::StringValue::~StringValue() = default;
 
+void* Value::StringValue::ScalarDeletingDestructor(u32 flags) {
+    return EndNode(this, flags);
+}
+
 Value::Type Value::StringValue::GetType() const {
     return Type::kString;
 }
@@ -301,6 +320,10 @@ Value::ArrayValue::ArrayValue() : m_items(NewVector()) {}
 
 Value::ArrayValue::~ArrayValue() {
     FreeVector<Value>(m_items);
+}
+
+void* Value::ArrayValue::ScalarDeletingDestructor(u32 flags) {
+    return EndNode(this, flags);
 }
 
 Value::Type Value::ArrayValue::GetType() const {
@@ -312,6 +335,10 @@ Value::DictValue::DictValue() : m_keys(NewVector()), m_values(NewVector()) {}
 Value::DictValue::~DictValue() {
     FreeVector<Value>(m_values);
     FreeVector<StringW>(m_keys);
+}
+
+void* Value::DictValue::ScalarDeletingDestructor(u32 flags) {
+    return EndNode(this, flags);
 }
 
 Value::Type Value::DictValue::GetType() const {

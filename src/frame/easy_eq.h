@@ -46,11 +46,18 @@ public:
     EqWorkItemMember1(C* object, Member member, A argument)
         : m_object(object), m_member(member), m_argument(std::move(argument)) {}
 
+    void* ScalarDeletingDestructor(std::uint32_t flags) override {
+        this->~EqWorkItemMember1();
+        if (flags & kCvDeleteMemory) {
+            ::operator delete(this);
+        }
+        return this;
+    }
     void Release() override { delete this; }
     void Run() override { (m_object->*m_member)(A(m_argument)); }
 
 private:
-    ~EqWorkItemMember1() override = default;
+    ~EqWorkItemMember1() = default;
 
     C* m_object;
     Member m_member;

@@ -9,9 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <map>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -38,6 +42,54 @@ template <class R, class... A>
 std::function<void(const void*, std::size_t)> Call(A... args) {
     return [=](const void* object, std::size_t slot) { CallSlot<R, A...>(object, slot, args...); };
 }
+
+// A class argument the way MSVC passes it: the object's own bytes on 32-bit x86, else the
+// address of the caller's temporary. The callee destroys the object, so nothing here does.
+template <class T>
+class MsvcByValue {
+public:
+    template <class... A>
+    explicit MsvcByValue(A&&... args) {
+        new (m_storage) T(std::forward<A>(args)...);
+    }
+    T& Object() { return *std::launder(reinterpret_cast<T*>(m_storage)); }
+#if defined(_WIN32) && (defined(__i386__) || defined(_M_IX86))
+    void* Argument() const {
+        void* bytes = nullptr;
+        std::memcpy(&bytes, m_storage, sizeof bytes);
+        return bytes;
+    }
+#else
+    void* Argument() const {
+        return const_cast<unsigned char*>(m_storage);
+    }
+#endif
+
+private:
+    alignas(T) unsigned char m_storage[sizeof(T)];
+};
+
+// Counts what strings do with its blocks.
+class CountingMemMgr final : public cv::IMemMgr {
+public:
+    void* Allocate(std::size_t size) override {
+        ++allocations;
+        return std::malloc(size);
+    }
+    void* Reallocate(void* block, std::size_t size) override {
+        allocations += block == nullptr;
+        return std::realloc(block, size);
+    }
+    void Free(void* block) override {
+        ++frees;
+        std::free(block);
+    }
+    void Release() override { ++releases; }
+
+    int allocations = 0;
+    int frees = 0;
+    int releases = 0;
+};
 
 // Answers 0, false or null, whatever the operation returns.
 struct Answer {
@@ -70,12 +122,14 @@ public:
     U SwitchAccount() override { return Note(5); }
     U GetUserDetails(cv::Value*) override { return Note(6); }
     U GetLanguage(cv::StringW&) override { return Note(7); }
-    U SetLanguage(cv::StringW language) override { return Note(8, language.GetString()); }
+    U SetLanguage(cv::ByValue<cv::StringW> language) override {
+        return Note(8, language.Take().GetString());
+    }
     U SetIpmState(bool state) override { return Note(9, std::to_wstring(state)); }
     U GetIpmState(bool*) override { return Note(10); }
     U GetCurrentCampaign(cv::Value*) override { return Note(11); }
-    U UpdateCurrentCampaign(cv::Value campaign) override {
-        return Note(12, campaign.AsString().GetString());
+    U UpdateCurrentCampaign(cv::ByValue<cv::Value> campaign) override {
+        return Note(12, campaign.Take().AsString().GetString());
     }
     U SendCommand(const cv::Value&, U word) override { return Note(13, std::to_wstring(word)); }
 
@@ -106,6 +160,11 @@ public:
         }
     }
 
+    void ExpectLast(std::size_t slot, const std::wstring& given) const {
+        EXPECT_EQ(m_slot, slot);
+        EXPECT_EQ(m_given, given);
+    }
+
 private:
     Answer Note(std::size_t slot, std::wstring given = {}) {
         m_slot = slot;
@@ -122,20 +181,29 @@ TEST(InterfacesAbiTest, WhatTheHostCallsAnswersAtItsSlots) {
     cv::Value text(L"text");
     cv::Value result;
     cv::StringW language(L"en-us");
+    CountingMemMgr memMgr;
+    MsvcByValue<cv::StringW> languageArgument(memMgr);
+    languageArgument.Object() = L"de-de";
+    MsvcByValue<cv::Value> campaignArgument(L"campaign");
     bool flag = false;
     recorder.ExpectSlots(static_cast<IServPlugin*>(&recorder), 0,
                          {Call<void*, CvIid>(kIidNexiloAgent), Call<U, IServHost*>(nullptr),
                           Call<void>(), Call<U>(), Call<void>()},
                          {{0, std::to_wstring(kIidNexiloAgent.words[3])}});
-    recorder.ExpectSlots(static_cast<INexiloAgent*>(&recorder), 0,
-                         {Call<U, void*>(nullptr), Call<U, void*>(nullptr),
-                          Call<U, const wchar_t*, const wchar_t*, const cv::Value*, cv::Value*,
-                               bool*, const cv::Value*>(L"svc", L"m", &text, &result, &flag, &text),
-                          Call<U>(), Call<U>(), Call<U>(), Call<U, cv::Value*>(&result),
-                          Call<U, cv::StringW*>(&language), Call<U, cv::StringW*>(&language),
-                          Call<U, bool>(true), Call<U, bool*>(&flag), Call<U, cv::Value*>(&result),
-                          Call<U, cv::Value*>(&text), Call<U, const cv::Value*, U>(&text, 7u)},
-                         {{2, L"svc/m"}, {8, L"en-us"}, {9, L"1"}, {12, L"text"}, {13, L"7"}});
+    recorder.ExpectSlots(
+        static_cast<INexiloAgent*>(&recorder), 0,
+        {Call<U, void*>(nullptr), Call<U, void*>(nullptr),
+         Call<U, const wchar_t*, const wchar_t*, const cv::Value*, cv::Value*, bool*,
+              const cv::Value*>(L"svc", L"m", &text, &result, &flag, &text),
+         Call<U>(), Call<U>(), Call<U>(), Call<U, cv::Value*>(&result),
+         Call<U, cv::StringW*>(&language), Call<U, void*>(languageArgument.Argument()),
+         Call<U, bool>(true), Call<U, bool*>(&flag), Call<U, cv::Value*>(&result),
+         Call<U, void*>(campaignArgument.Argument()), Call<U, const cv::Value*, U>(&text, 7u)},
+        {{2, L"svc/m"}, {8, L"de-de"}, {9, L"1"}, {12, L"campaign"}, {13, L"7"}});
+    // The callee destroyed the string it was handed, once; the sanitizer sees the value's node.
+    EXPECT_EQ(memMgr.allocations, 1);
+    EXPECT_EQ(memMgr.frees, 1);
+    EXPECT_EQ(memMgr.releases, 1);
     recorder.ExpectSlots(
         static_cast<INexiloAgent::IEvents*>(&recorder), 0,
         {Call<void, const wchar_t*, const cv::Value*>(L"nexilo_user_changed", &text)},
@@ -148,6 +216,19 @@ TEST(InterfacesAbiTest, WhatTheHostCallsAnswersAtItsSlots) {
              L"timed", nullptr, 10, 20, nullptr, nullptr, 0u, 0u),
          Call<U>(), Call<U, U, U>(5u, 10u), Call<U, U>(5u), Call<U, U>(5u)},
         {{3, L"now"}, {4, L"20"}, {6, L"15"}, {8, L"5"}});
+}
+
+// A leak or a second destruction of a handed-over argument shows under the sanitizer.
+TEST(InterfacesAbiTest, ACallerBuiltWithGccHandsItsArgumentsOverOnce) {
+    Recorder recorder;
+    INexiloAgent& agent = recorder;
+    cv::StringW language(L"fr-fr");
+    agent.SetLanguage(cv::Pass(language));
+    recorder.ExpectLast(8, L"fr-fr");
+    EXPECT_STREQ(language.GetString(), L"fr-fr");
+    agent.UpdateCurrentCampaign(cv::Pass(cv::Value(L"spring")));
+    recorder.ExpectLast(12, L"spring");
+    auto neverHanded = cv::Pass(cv::Value(L"kept"));
 }
 
 TEST(InterfacesAbiTest, TheHostsPluginsAnswerAtTheirSlots) {
@@ -187,15 +268,46 @@ TEST(InterfacesAbiTest, TheHostsPluginsAnswerAtTheirSlots) {
                  L"com.corvane.basicshield");
 }
 
-TEST(InterfacesAbiTest, WorkItemsRunAtSlotThreeAndReleaseAtSlotTwo) {
+TEST(InterfacesAbiTest, WorkItemsEndAtSlotZeroReleaseAtSlotOneAndRunAtSlotTwo) {
     struct Counter {
         void Add(int amount) { total += amount; }
         int total = 0;
     } counter;
-    EqWorkItem* item = new EqWorkItemMember1<void, Counter, int>(&counter, &Counter::Add, 5);
-    CallSlot<void>(item, 3);
+    using Item = EqWorkItemMember1<void, Counter, int>;
+    EqWorkItem* item = new Item(&counter, &Counter::Add, 5);
+    CallSlot<void>(item, 2);
     EXPECT_EQ(counter.total, 5);
-    CallSlot<void>(item, 2); // frees the item: a leak or a double free shows under the sanitizer
+    CallSlot<void>(item, 1); // frees the item: a leak or a double free shows under the sanitizer
+
+    // What MSVC's delete of an item calls.
+    item = new Item(&counter, &Counter::Add, 5);
+    EXPECT_EQ((CallSlot<void*, U>(item, 0, kCvDeleteMemory)), item);
+    EXPECT_EQ(counter.total, 5);
+}
+
+TEST(InterfacesAbiTest, ValueNodesTellTheirTypeAtSlotOneAndEndAtSlotZero) {
+    cv::Value dict;
+    dict[L"list"].Append(cv::Value(L"text"));
+    const std::vector<std::pair<cv::Value, cv::Value::Type>> kinds = {
+        {cv::Value(2.5), cv::Value::Type::kNumber},
+        {cv::Value(true), cv::Value::Type::kBool},
+        {cv::Value(L"text"), cv::Value::Type::kString},
+        {cv::Value(cv::Value::Type::kArray), cv::Value::Type::kArray},
+        {dict, cv::Value::Type::kDict}};
+    for (const auto& [value, type] : kinds) {
+        // Plays a module built with MSVC: the node's slots, then the node's memory by its flags.
+        for (U flags : {0u, kCvDeleteMemory}) {
+            alignas(cv::Value) unsigned char handle[sizeof(cv::Value)];
+            new (handle) cv::Value(value);
+            void* node = nullptr;
+            std::memcpy(&node, handle, sizeof node);
+            EXPECT_EQ(CallSlot<cv::Value::Type>(node, 1), type);
+            EXPECT_EQ((CallSlot<void*, U>(node, 0, flags)), node);
+            if ((flags & kCvDeleteMemory) == 0) {
+                std::free(node);
+            }
+        }
+    }
 }
 
 } // namespace

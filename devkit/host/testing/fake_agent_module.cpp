@@ -69,13 +69,17 @@ public:
     std::uint32_t SwitchAccount() override { return platform::kErrorCallNotImplemented; }
     std::uint32_t GetUserDetails(cv::Value*) override { return platform::kErrorCallNotImplemented; }
     std::uint32_t GetLanguage(cv::StringW&) override { return platform::kErrorCallNotImplemented; }
-    std::uint32_t SetLanguage(cv::StringW) override { return platform::kErrorCallNotImplemented; }
+    std::uint32_t SetLanguage(cv::ByValue<cv::StringW> language) override {
+        language.Take();
+        return platform::kErrorCallNotImplemented;
+    }
     std::uint32_t SetIpmState(bool) override { return platform::kErrorCallNotImplemented; }
     std::uint32_t GetIpmState(bool*) override { return platform::kErrorCallNotImplemented; }
     std::uint32_t GetCurrentCampaign(cv::Value*) override {
         return platform::kErrorCallNotImplemented;
     }
-    std::uint32_t UpdateCurrentCampaign(cv::Value) override {
+    std::uint32_t UpdateCurrentCampaign(cv::ByValue<cv::Value> campaign) override {
+        campaign.Take();
         return platform::kErrorCallNotImplemented;
     }
     std::uint32_t SendCommand(const cv::Value&, std::uint32_t) override {
