@@ -42,13 +42,14 @@ using i32 = std::int32_t;
 // The abstract memory manager of string blocks. The order of the operations is part of the ABI.
 class IMemMgr {
 public:
-    // A block of `size` bytes, or null.
+    // slot 0: a block of `size` bytes, or null.
     virtual void* Allocate(std::size_t size) = 0;
-    // The block resized to `size` bytes, or null (the old block then stays valid). A null
+    // slot 1: the block resized to `size` bytes, or null (the old block then stays valid). A null
     // `block` allocates.
     virtual void* Reallocate(void* block, std::size_t size) = 0;
+    // slot 2
     virtual void Free(void* block) = 0;
-    // Called once each time a string lets go of the manager, after its block was freed.
+    // slot 3: called once each time a string lets go of the manager, after its block was freed.
     virtual void Release() = 0;
 
 protected:
