@@ -311,7 +311,8 @@ static bool PrepareHome(wchar_t* home, size_t room) {
     wchar_t cloud[MAX_PATH + 32];
     _snwprintf(cloud, MAX_PATH + 32, L"%ls\\cloud", home);
     cloud[MAX_PATH + 31] = 0;
-    if (!CreateDirectoryW(home, NULL) || !CreateDirectoryW(cloud, NULL)) {
+    if ((!CreateDirectoryW(home, NULL) && GetLastError() != ERROR_ALREADY_EXISTS) ||
+        (!CreateDirectoryW(cloud, NULL) && GetLastError() != ERROR_ALREADY_EXISTS)) {
         return false;
     }
     wchar_t script[MAX_PATH + 64];
@@ -451,7 +452,9 @@ int wmain(void) {
     }
 
     /* The queue's work, through the items' slots: a run now, the rest when the agent stops. */
-    HMODULE hostcore = GetModuleHandleW(L"hostcore.dll");
+    /* A reference of the host's own: the agent unloads the queue's module when it stops. */
+    HMODULE hostcore = NULL;
+    GetModuleHandleExW(0, L"hostcore.dll", &hostcore);
     CHECK(hostcore != NULL, "the agent did not load this host's hostcore.dll");
     int (*fireAll)(void) = NULL;
     void (*counts)(int*, int*, int*, int*, int*, int*) = NULL;
@@ -493,6 +496,9 @@ int wmain(void) {
     CHECK(BadFrees() == 0, "%d frees of blocks that were not live", BadFrees());
 
     FreeLibrary(module);
+    if (hostcore != NULL) {
+        FreeLibrary(hostcore);
+    }
     wchar_t script[MAX_PATH + 64];
     _snwprintf(script, MAX_PATH + 64, L"%ls\\cloud\\script.json", home);
     script[MAX_PATH + 63] = 0;
