@@ -13,6 +13,7 @@
 #include "cloud/cloud_client_table.h"
 #include "diag/log.h"
 #include "platform/child_process.h"
+#include "platform/named_event.h"
 #include "platform/registry.h"
 #include "platform/wall_clock.h"
 
@@ -29,6 +30,10 @@ struct AgentEnvironment {
     const platform::WallClock& clock;
     // The counted uses of the cloud client library that every agent of the module shares.
     cloud::CloudClientUses& cloudClient;
+    // The node service's user-changed event, and the name under which both sides meet
+    // (process/user_changed_event.h).
+    platform::NamedEvents& events;
+    std::wstring userChangedEventName;
     // Where the agent's lines go; null: the logging module.
     logging::LogSink* log = nullptr;
 };

@@ -89,6 +89,12 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
         return platform::kFailureWithoutCode;
     }
 
+    // In-product messaging is optional: the start goes on without it.
+    if (!m_ipm.Init()) {
+        const logging::FunctionLog ipmLog(L"Ipm::Init", m_env.log);
+        NX_LOG_ERROR(ipmLog, L"failed to init push... no ipm");
+    }
+
     _ReadProductInfo(manager);
     _GetInstalledProductVersion();
     m_osVersion = _GetOsVersion();
@@ -96,6 +102,9 @@ std::uint32_t NexiloAgent::Init(IServHost* host) {
     if (m_evsink.GetPlugin(manager) == nullptr) {
         NX_LOG_WARNING(log, L"no evsink, continuable");
     }
+
+    // Its failures are logged there: the product then goes on without notification.
+    _InitUserChangedListener();
 
     undo.Dismiss();
     return 0;
@@ -105,7 +114,15 @@ void NexiloAgent::UnInit() {
     const logging::FunctionLog log(L"NexiloAgent::UnInit", m_env.log);
     NX_TRACE_SCOPE(log);
     m_stop.exchange(true);
+    // Without an event there is no listener either; the wake makes it leave at once.
+    if (m_userChangedEvent) {
+        m_userChangedEvent->Set();
+    }
+    if (m_listenerThread.joinable()) {
+        m_listenerThread.join();
+    }
 
+    // After the join, so that the ping timer the listener armed is cancelled too.
     m_queue.Stop();
     m_nxpComm.reset();
 

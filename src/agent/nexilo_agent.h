@@ -14,6 +14,11 @@
 //   failed start leaves that count at -1 and the library cannot be loaded again in the process.
 // - m_lock (recursive) serialises the identity, the cached details and every cloud call: Ask holds
 //   it across the blocking round trip.
+// - The listener thread (started last by Init, joined first by UnInit) waits on the node
+//   service's user-changed event, refreshes the identity and fires "nexilo_user_changed" to the
+//   subscribers with m_lock held, on its own thread. A subscriber may call back into the agent
+//   from OnEvent (the lock is recursive), but one that blocks there holds up every Ask and the
+//   next wake-up; it must not register or unregister from inside OnEvent.
 // - Operations whose features have not joined yet answer 120 (ERROR_CALL_NOT_IMPLEMENTED).
 //   Null out-pointers get 87 and change nothing.
 #pragma once
@@ -33,6 +38,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 namespace agent_testing {
 class NexiloAgentPeer;
@@ -91,6 +97,17 @@ private:
     using Events = Event<EventSignature, &IEvents::OnEvent>;
 
     IHKSettings* IpmSettings() override { return m_settings.Plugin(); }
+    logging::LogSink* IpmLog() override { return m_env.log; }
+    void IpmFire(const wchar_t* name, const cv::Value& data) override { m_events.Fire(name, data); }
+
+    // The listener: its start, its thread body, and what it does at each wake-up.
+    void _InitUserChangedListener();
+    void _UserChangedListener();
+    void _NotifyUserChanged();
+    void _GetDetailedUserInfoFromCloud();
+    void _FillUserDataInEvsink();
+    // The body of the hourly ping timer.
+    void _CheckSendPing();
 
     // Hands the cloud library's own log lines to the agent's log.
     void NxpLogCallback(const std::wstring& text) const;
@@ -124,6 +141,8 @@ private:
     cv::StringW m_osVersion;
     EasyEQ m_queue;
     std::int64_t m_lastPingTime = 0;
+    std::thread m_listenerThread;
+    std::unique_ptr<platform::NamedEvent> m_userChangedEvent;
     Ipm m_ipm{this};
     // Uses of the cloud library that InitNxp took and no UnInit gave back.
     int m_cloudUses = 0;

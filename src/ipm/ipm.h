@@ -1,10 +1,28 @@
-// Ipm: the in-product messaging member of the agent. For now it holds the pieces the agent's
-// lifecycle relies on: the on/off flag (true at construction) and the logger reference that keeps
-// the logging module loaded for the component's lifetime; the campaign store and the push flow
-// join it later.
+// Ipm: the in-product messaging member of the agent. It keeps the one current campaign (which
+// page to show, how large, until when, how often) and an on/off flag, both in the host's settings
+// node "/Ipm", flat, so that they survive a restart:
 //
-// Contract: made and destroyed with its owner, on the owner's thread. The state flag is atomic;
-// nothing else here is shared between threads.
+//   url            string   the page to show
+//   width, height  int32    the window's size
+//   validity       int64    end of validity, stored as given; nothing here compares it with a clock
+//   display_count  int32    how many times it is still to be shown
+//   state          bool     the flag
+//
+// Numbers are doubles in the campaign value and are cut toward zero when stored. The user
+// interface decides about display and expiry; Ipm only stores what it is given.
+//
+// Contract:
+// - Init loads the flag, then the campaign. A load without plugin or node leaves both as they
+//   are; a node without all five keys gives an empty campaign (the load stops at the first
+//   missing key); otherwise the campaign is a dictionary of the five.
+// - UpdateCurrentCampaign replaces the campaign in memory first, then saves it: a null value
+//   writes nothing (so the old node comes back at the next start); a dictionary or an array of
+//   exactly four entries passes the shape check, any other array is logged and not written; a
+//   scalar, a missing key or a key of the wrong type throws cv::ValueException, and what was
+//   written before the failing key stays written.
+// - The flag is stored atomically; nothing in the agent consults it.
+// - Threads: any. The campaign is replaced, saved and copied under a lock of its own, so callers
+//   on several host threads see whole campaigns; subscribers are called without that lock.
 #pragma once
 
 #include "diag/log_binding.h"
@@ -12,6 +30,8 @@
 #include "nexilo/cv_value.h"
 
 #include <atomic>
+#include <cstdint>
+#include <mutex>
 
 class Ipm {
 public:
@@ -22,12 +42,31 @@ public:
 
     IIpmHost* Host() const noexcept { return m_host; }
     bool State() const noexcept { return m_state.load(); }
-    // Stores the flag, answering the one it replaces.
-    bool ExchangeState(bool state) noexcept { return m_state.exchange(state); }
+
+    // Loads the flag and the campaign; true when in-product messaging can go on.
+    bool Init();
+    // Stores the flag, then saves it.
+    void SetState(bool state);
+    // Replaces `campaign` with a copy of the current campaign.
+    void GetCurrentCampaign(cv::Value& campaign) const;
+    void UpdateCurrentCampaign(const cv::Value& campaign);
+    // Makes the fixed test campaign current, saves it and fires "new_campaign" with it.
+    void TriggerTestCampaign(std::int32_t displayCount);
+
+    // The fixed campaign of TriggerTestCampaign.
+    static cv::Value TestCampaign(std::int32_t displayCount);
 
 private:
+    void _LoadStateFromDisk();
+    void _SaveStateToDisk();
+    void _LoadCampaignFromDisk();
+    void _SaveCampaignToDisk();
+    void _ReplaceAndSaveCampaign(const cv::Value& campaign);
+    logging::LogSink* Sink() const { return m_host->IpmLog(); }
+
     cv::Value m_campaign;
     IIpmHost* m_host;
     std::atomic<bool> m_state{true};
     logging::LogHandle m_logHandle;
+    mutable std::mutex m_campaignLock;
 };

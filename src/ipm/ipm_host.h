@@ -1,13 +1,19 @@
-// What Ipm needs from its owner, which implements it: the host's settings plugin and the identity.
-// Keeps ipm/ independent of the agent. Called on the owner's threads.
+// What Ipm needs from its owner, which implements it: the host's settings plugin, the log, and
+// the owner's subscribers. Keeps ipm/ independent of the agent. Called on the owner's threads.
 #pragma once
 
+#include "diag/log.h"
+#include "nexilo/cv_value.h"
 #include "nexilo/hk_settings.h"
 
 class IIpmHost {
 public:
     // The settings plugin the owner holds, or null while it holds none.
     virtual IHKSettings* IpmSettings() = 0;
+    // Where Ipm's lines go; null: the logging module.
+    virtual logging::LogSink* IpmLog() = 0;
+    // Calls every subscriber of the owner with the event, on the calling thread.
+    virtual void IpmFire(const wchar_t* name, const cv::Value& data) = 0;
 
 protected:
     ~IIpmHost() = default;

@@ -1,6 +1,7 @@
 #include "module/composition_root.h"
 
 #include "process/node_tool.h"
+#include "process/user_changed_event.h"
 
 const AgentEnvironment& ProductionEnvironment() {
     static const AgentEnvironment environment{
@@ -9,6 +10,8 @@ const AgentEnvironment& ProductionEnvironment() {
         .toolFolder = process::OwnToolFolder(),
         .clock = platform::SystemWallClock(),
         .cloudClient = cloud::ProcessCloudClient(),
+        .events = platform::SystemNamedEvents(),
+        .userChangedEventName = process::UserChangedEventName(),
         .log = nullptr,
     };
     return environment;

@@ -28,6 +28,16 @@ public:
     }
 
     static bool GetProductNodeData(NexiloAgent& agent) { return agent._GetProductNodeData(); }
+    static bool HasListener(const NexiloAgent& agent) { return agent.m_listenerThread.joinable(); }
+    static bool HasUserChangedEvent(const NexiloAgent& agent) {
+        return agent.m_userChangedEvent != nullptr;
+    }
+    // Timers on the host's queue: the ping timer once the listener has started.
+    static std::size_t QueueTasks(NexiloAgent& agent) { return agent.m_queue.TaskCount(); }
+    // Holds the agent's outer lock, as a wake-up of the listener or an Ask does.
+    static std::unique_lock<std::recursive_mutex> Lock(NexiloAgent& agent) {
+        return std::unique_lock(agent.m_lock);
+    }
     static void NxpLogCallback(const NexiloAgent& agent, const std::wstring& text) {
         agent.NxpLogCallback(text);
     }
