@@ -4,10 +4,16 @@
 #include "nexilo/exports.h"
 #include "nexilo/nexilo_agent_interface.h"
 #include "nexilo/serv_plugin_interface.h"
+#include "platform/environment.h"
 #include "platform/module_loader.h"
+#include "platform/named_event.h"
 #include "platform/testing/scratch_home.h"
+#include "process/user_changed_event.h"
 
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
 
 namespace {
 
@@ -16,6 +22,13 @@ using cv::hostkit::Nexilo::INexiloAgent;
 class AgentModuleTest : public testing::Test {
 protected:
     void SetUp() override {
+        // The agent's stop wakes its listener through the global event: an agent of another
+        // test run on the same name could take that wake. One name for the process, as the
+        // module takes it once.
+        static const std::wstring space =
+            L"module-tests-" +
+            std::to_wstring(std::chrono::steady_clock::now().time_since_epoch().count());
+        platform::WriteEnvironmentVariable(process::kEventNamespaceVariable, space.c_str());
         m_home.Write(
             "cloud/script.json",
             R"({"services": {"nexilo/user_info": {"getInfo": {"result": {"name": "Ada"}}}}})");
@@ -29,6 +42,8 @@ protected:
         ASSERT_NE(m_destroy, nullptr);
         m_host.manager.settings = &m_settings;
     }
+    void TearDown() override { platform::DiscardNamedEvent(process::UserChangedEventName()); }
+
     platform_testing::ScratchHome m_home;
     platform::UniqueHModule m_module;
     CvCreateObjectFn m_create = nullptr;
