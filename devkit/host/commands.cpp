@@ -107,6 +107,120 @@ bool RunWait(CommandContext& context, const std::vector<std::string>& operands) 
     return true;
 }
 
+std::string CheckWaitEvent(const std::vector<std::string>& operands) {
+    if (operands[0].empty()) {
+        return "wait-event: NAME must not be empty";
+    }
+    long seconds = 0;
+    if (!ParseSeconds(operands[1], seconds)) {
+        return "wait-event: SECONDS must be a whole number from 0 to " +
+               std::to_string(kMaxWaitSeconds);
+    }
+    return {};
+}
+
+bool RunWaitEvent(CommandContext& context, const std::vector<std::string>& operands) {
+    long seconds = 0;
+    if (!ParseSeconds(operands[1], seconds)) {
+        context.console.Error(CheckWaitEvent(operands));
+        return false;
+    }
+    const bool arrived =
+        context.events.AwaitEvent(platform::Utf8ToWide(operands[0]), std::chrono::seconds(seconds));
+    context.console.Line("{\"command\":\"wait-event\",\"name\":" + JsonString(operands[0]) +
+                         ",\"ok\":" + (arrived ? "true" : "false") + "}");
+    if (!arrived) {
+        context.console.Error("wait-event: no " + operands[0] + " within " +
+                              std::to_string(seconds) + " seconds");
+    }
+    return arrived;
+}
+
+std::string CheckJsonOperand(const char* command, const std::string& text) {
+    cv::Json json;
+    std::string problem;
+    if (!ParseJson(text, json, problem)) {
+        return std::string(command) + ": JSON is not valid JSON (" + problem + ")";
+    }
+    return {};
+}
+
+// The operand as a value, through the system's own conversion.
+bool ValueOperand(CommandContext& context, const char* command, const std::string& text,
+                  cv::Value& value) {
+    cv::Json json;
+    std::string problem;
+    if (!ParseJson(text, json, problem)) {
+        context.console.Error(CheckJsonOperand(command, text));
+        return false;
+    }
+    value = cv::ValueFromJson(json);
+    return true;
+}
+
+// One result line of an agent operation; a code other than 0 fails the command.
+bool Report(CommandContext& context, const char* command, std::uint32_t code,
+            const std::string& fields = {}) {
+    context.console.Line("{\"command\":\"" + std::string(command) + "\"" + fields +
+                         ",\"code\":" + CodeText(code) + "}");
+    if (code != 0) {
+        context.console.Error(std::string(command) + " failed with " + CodeText(code));
+        return false;
+    }
+    return true;
+}
+
+std::string CheckSendCommand(const std::vector<std::string>& operands) {
+    return CheckJsonOperand("send-command", operands[0]);
+}
+
+bool RunSendCommand(CommandContext& context, const std::vector<std::string>& operands) {
+    cv::Value request;
+    if (!ValueOperand(context, "send-command", operands[0], request)) {
+        return false;
+    }
+    return Report(context, "send-command", context.agent->SendCommand(request, 0));
+}
+
+bool RunCampaign(CommandContext& context, const std::vector<std::string>&) {
+    cv::Value campaign;
+    const std::uint32_t code = context.agent->GetCurrentCampaign(&campaign);
+    return Report(context, "campaign", code, ",\"campaign\":" + ValueToJsonText(campaign));
+}
+
+std::string CheckCampaignSet(const std::vector<std::string>& operands) {
+    return CheckJsonOperand("campaign-set", operands[0]);
+}
+
+bool RunCampaignSet(CommandContext& context, const std::vector<std::string>& operands) {
+    cv::Value campaign;
+    if (!ValueOperand(context, "campaign-set", operands[0], campaign)) {
+        return false;
+    }
+    return Report(context, "campaign-set",
+                  context.agent->UpdateCurrentCampaign(cv::Pass(std::move(campaign))));
+}
+
+bool RunIpmState(CommandContext& context, const std::vector<std::string>&) {
+    bool state = false;
+    const std::uint32_t code = context.agent->GetIpmState(&state);
+    return Report(context, "ipm-state", code,
+                  std::string(",\"state\":") + (state ? "true" : "false"));
+}
+
+std::string CheckIpmStateSet(const std::vector<std::string>& operands) {
+    if (operands[0] != "true" && operands[0] != "false") {
+        return "ipm-state-set: the operand must be true or false";
+    }
+    return {};
+}
+
+bool RunIpmStateSet(CommandContext& context, const std::vector<std::string>& operands) {
+    const bool state = operands[0] == "true";
+    return Report(context, "ipm-state-set", context.agent->SetIpmState(state),
+                  std::string(",\"state\":") + (state ? "true" : "false"));
+}
+
 } // namespace
 
 const std::vector<CommandSpec>& CommandTable() {
@@ -122,6 +236,37 @@ const std::vector<CommandSpec>& CommandTable() {
          "keeps the agent running for a while; its events are printed meanwhile",
          CheckWait,
          RunWait,
+         nullptr},
+        {"wait-event",
+         {"NAME", "SECONDS"},
+         "keeps the agent running until it has fired NAME (at most SECONDS); fails without it",
+         CheckWaitEvent,
+         RunWaitEvent,
+         nullptr},
+        {"send-command",
+         {"JSON"},
+         "SendCommand with the JSON text as the request",
+         CheckSendCommand,
+         RunSendCommand,
+         nullptr},
+        {"campaign",
+         {},
+         "GetCurrentCampaign: the current campaign",
+         CheckNothing,
+         RunCampaign,
+         nullptr},
+        {"campaign-set",
+         {"JSON"},
+         "UpdateCurrentCampaign with the JSON text as the campaign",
+         CheckCampaignSet,
+         RunCampaignSet,
+         nullptr},
+        {"ipm-state", {}, "GetIpmState: the messaging flag", CheckNothing, RunIpmState, nullptr},
+        {"ipm-state-set",
+         {"true|false"},
+         "SetIpmState: stores the messaging flag",
+         CheckIpmStateSet,
+         RunIpmStateSet,
          nullptr},
         {"user",
          {},

@@ -12,6 +12,7 @@
 #pragma once
 
 #include "devkit/host/console.h"
+#include "devkit/host/event_printer.h"
 #include "nexilo/nexilo_agent_interface.h"
 #include "platform/module_loader.h"
 
@@ -25,6 +26,7 @@ struct CommandContext {
     Console& console;
     platform::ModuleHandle module;            // the loaded agent module
     cv::hostkit::Nexilo::INexiloAgent* agent; // the started agent
+    EventPrinter& events;                     // the agent's subscriber, for wait-event
 };
 
 struct CommandSpec {

@@ -10,6 +10,15 @@ std::string EventPrinter::EventLine(const wchar_t* name, const cv::Value& data) 
     return "{\"event\":" + JsonString(name) + ",\"data\":" + ValueToJsonText(data) + "}";
 }
 
+bool EventPrinter::AwaitEvent(const std::wstring& name, std::chrono::seconds limit) {
+    std::unique_lock lock(m_mutex);
+    if (!m_arrived.wait_for(lock, limit, [&] { return m_unclaimed[name] > 0; })) {
+        return false;
+    }
+    --m_unclaimed[name];
+    return true;
+}
+
 void EventPrinter::OnEvent(const wchar_t* name, const cv::Value& data) {
     ++m_count;
     // An exception must not reach the agent's firing code: it would leave its lock held.
@@ -20,6 +29,12 @@ void EventPrinter::OnEvent(const wchar_t* name, const cv::Value& data) {
             m_console.Error(std::string("cannot print an event: ") + failure.what());
         } catch (...) {
         }
+    } catch (...) {
+    }
+    try {
+        std::lock_guard lock(m_mutex);
+        ++m_unclaimed[name != nullptr ? name : L""];
+        m_arrived.notify_all();
     } catch (...) {
     }
 }

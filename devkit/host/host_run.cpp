@@ -117,7 +117,7 @@ int RunSession(const HostArguments& arguments, const std::wstring& modulePath, I
         exitCode = kExitInitFailed;
     } else {
         ShowIdentity(console, loaded.module.get());
-        CommandContext context{console, loaded.module.get(), agent};
+        CommandContext context{console, loaded.module.get(), agent, printer};
         for (const CommandCall& call : arguments.commands) {
             bool succeeded = false;
             try {

@@ -4,18 +4,23 @@
 // real agent never shows.
 #include "devkit/host/host_paths.h"
 #include "devkit/host/host_run.h"
+#include "platform/child_process.h"
 #include "platform/environment.h"
 #include "platform/module_loader.h"
+#include "platform/named_event.h"
 #include "platform/testing/scratch_home.h"
 #include "platform/testing/test_bin.h"
 #include "platform/utf8.h"
+#include "process/user_changed_event.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace devkit::host {
@@ -42,16 +47,45 @@ void ExpectLines(const std::string& output, std::initializer_list<const char*> l
     }
 }
 
+// The exit code of a program of the build, run to its end with the test's streams.
+std::uint32_t RunProgram(const std::string& name, const std::wstring& arguments) {
+    const std::wstring line =
+        L"\"" + platform_testing::TestProgram(name).wstring() + L"\" " + arguments;
+    platform::ChildStart start;
+    start.commandLine = line;
+    platform::StartResult started = platform::SystemProcessLauncher().Start(start);
+    std::uint32_t code = platform::kStillActive;
+    if (!started.child || started.child->Wait() != 0 || started.child->GetExitCode(code) != 0) {
+        ADD_FAILURE() << "cannot run " << name;
+    }
+    return code;
+}
+
+std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 class HostRunTest : public testing::Test {
 protected:
     HostRunTest() {
         // The agent's registry stays inside the test's folder on POSIX.
         platform::WriteEnvironmentVariable(L"NEXILO_REGISTRY_ROOT",
                                            WidePath(m_home.Path() / "registry").c_str());
+        // The agents of this process wait on an event of their own: one name for the whole
+        // process, as the module takes it once.
+        static const std::wstring space =
+            L"host-tests-" +
+            std::to_wstring(std::chrono::steady_clock::now().time_since_epoch().count());
+        platform::WriteEnvironmentVariable(process::kEventNamespaceVariable, space.c_str());
         m_setup.home = m_home.Path();
         m_setup.defaultModule = platform::Utf8ToWide(Module(L"NexiloAgent.dll"));
     }
     ~HostRunTest() override {
+        platform::DiscardNamedEvent(process::UserChangedEventName());
         platform::WriteEnvironmentVariable(L"NEXILO_REGISTRY_ROOT", nullptr);
         platform::WriteEnvironmentVariable(L"NEXILO_FAKE_AGENT", nullptr);
     }
@@ -120,6 +154,51 @@ TEST_F(HostRunTest, DrivesTheAgentThroughTheCloudAndTheNodeTool) {
                               R"({"step":"uninit"})"});
     EXPECT_THAT(outcome.out, Not(HasSubstr(R"("command":"user")"))) << "no command after";
     EXPECT_THAT(outcome.err, HasSubstr("remove-app: RemoveApp returned false"));
+}
+
+// The node service signs a user in while the host's agent runs. The test holds the event, so a
+// signal that comes before the agent waits stays set for it, as on Windows while the node
+// service's own handle is open.
+TEST_F(HostRunTest, TheNodeServicesLoginReachesTheSubscriberAndTheNewIdentityShows) {
+    platform::NamedEventResult held =
+        platform::SystemNamedEvents().CreateOrOpen(process::UserChangedEventName());
+    ASSERT_TRUE(held.event);
+    Outcome outcome;
+    std::thread host([&] { outcome = Run({"wait-event", "nexilo_user_changed", "120", "user"}); });
+    const std::uint32_t code =
+        RunProgram("ProductNodeService", L"login --user_token=T9 --device_id=D9");
+    host.join();
+    EXPECT_EQ(code, 0u);
+    EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
+    ExpectLines(outcome.out, {R"({"event":"nexilo_user_changed","data":{"nexilo_success":true}})",
+                              R"({"command":"wait-event","name":"nexilo_user_changed","ok":true})",
+                              R"({"command":"user","ok":true,"user_token":"T9","device_id":"D9"})",
+                              R"({"step":"uninit"})"});
+    EXPECT_EQ(Count(outcome.out, "nexilo_user_changed\",\"data"), 1u);
+}
+
+TEST_F(HostRunTest, ATestCampaignIsAnnouncedOnceAndIsTheCampaignOfTheNextRun) {
+    Outcome outcome = Run({"send-command", R"({"method":"trigger_ipm","display_count":3})",
+                           "ipm-state-set", "false", "ipm-state"});
+    EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
+    ExpectLines(outcome.out, {R"({"event":"new_campaign","data":{"url":"https://ipm.corvane.)"
+                              R"(example/cvipm/3467/163068/windows/JA96iNwLCe.html","width":738,)"
+                              R"("height":400,"validity":1638761288,"display_count":3}})",
+                              R"({"command":"send-command","code":0})",
+                              R"({"command":"ipm-state-set","state":false,"code":0})",
+                              R"({"command":"ipm-state","state":true,"code":0})"});
+    EXPECT_EQ(Count(outcome.out, R"("event":"new_campaign")"), 1u);
+
+    outcome = Run({"campaign", "campaign-set", R"({"url": "u"})", "campaign"});
+    EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr(R"("width":738,"height":400,"validity":1638761288,)"
+                                       R"("display_count":3},"code":0})"));
+    ExpectLines(outcome.out, {R"({"command":"campaign-set","code":0})",
+                              R"({"command":"campaign","campaign":{"url":"u"},"code":0})"});
+    const std::string settings = m_home.Read("host/settings.json");
+    EXPECT_THAT(settings, HasSubstr(R"("display_count": {)"));
+    EXPECT_THAT(settings, HasSubstr(R"("state": {)"));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("warning")));
 }
 
 TEST_F(HostRunTest, ReportsTheValueExceptionThatGetInfoLetsOutAndStopsTheAgent) {
@@ -226,6 +305,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         FailedRun{"BadArguments", nullptr, nullptr, nullptr, "", "ask s m {", kExitUsage,
                   "JSON is not valid JSON"},
+        FailedRun{"BadFlag", nullptr, nullptr, nullptr, "", "ipm-state-set yes", kExitUsage,
+                  "must be true or false"},
         FailedRun{"BrokenSettings", L"missing.dll", nullptr, "host/settings.json",
                   "{\"/Fake\": {\"starts\": {\"int64\": 1}},\n", "wait 0", kExitHostFiles,
                   "settings.json is no valid JSON: line 2"},
