@@ -4,7 +4,7 @@
 #include "devkit/cloud/emulator_address.h"
 #include "devkit/cloud/emulator_client.h"
 #include "devkit/cloud/testing/running_emulator.h"
-#include "devkit/common/testing/module_exports.h"
+#include "devkit/cvzc/testing/cvzc_module.h"
 #include "platform/testing/latch.h"
 #include "platform/testing/scratch_home.h"
 
@@ -44,7 +44,7 @@ void NEXILO_CALL OnMessage(const CvzMessage* message, void* context) {
 class CvzcEmulatorTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_EQ(m_module.Missing(), "");
+        ASSERT_EQ(m_cvzc.exports.Missing(), "");
         std::string error;
         ASSERT_TRUE(devkit::cloud::WriteEmulatorAddress(
             devkit::cloud::EmulatorAddressFile(m_home.Path()), m_emulator.Url(), 1, error))
@@ -53,41 +53,36 @@ protected:
 
     platform_testing::ScratchHome m_home;
     devkit_testing::RunningEmulator m_emulator;
-    devkit_testing::ModuleExports m_module{L"cvzc.dll"};
-    CvzInitFn m_init = m_module.Find<CvzInitFn>("cvzephra_init");
-    CvzUninitFn m_uninit = m_module.Find<CvzUninitFn>("cvzephra_uninit");
-    CvzAskFn m_ask = m_module.Find<CvzAskFn>("cvzephra_ask");
-    CvzFreeResponseFn m_free = m_module.Find<CvzFreeResponseFn>("cvzephra_free_response");
-    NexiloRegisterFn m_register = m_module.Find<NexiloRegisterFn>("nexilo_register");
+    devkit_testing::CvzcModule m_cvzc;
 };
 
 TEST_F(CvzcEmulatorTest, AsksTheEmulatorAndHandsItsPushesToTheHandler) {
     m_home.Write("cloud/script.json", R"({"init": {"code": 9, "handle": false}})");
     CvzSession session = nullptr;
-    ASSERT_EQ(m_init(&session), 0) << "the script is not asked while an emulator is named";
+    ASSERT_EQ(m_cvzc.init(&session), 0) << "the script is not asked while an emulator is named";
     ASSERT_NE(session, nullptr);
 
     const CvzRequest request{"nexilo/ping", kAskLimit, kAskKind, kPing.data(),
                              static_cast<std::uint32_t>(kPing.size())};
     CvzReply* reply = nullptr;
-    ASSERT_EQ(m_ask(session, &request, &reply), 0);
+    ASSERT_EQ(m_cvzc.ask(session, &request, &reply), 0);
     ASSERT_NE(reply, nullptr);
     EXPECT_EQ(reply->kind, kReplyKindJson);
     EXPECT_EQ(std::string(reply->data, reply->size),
               R"({"jsonrpc":"2.0","id":4,"result":{"status":"ok"}})");
-    m_free(reply);
+    m_cvzc.free(reply);
 
     Received received;
     const CvzCredentials credentials{"T1", "A", "D1"};
     const CvzTarget target{"all", "all"};
     const CvzCallbacks callbacks{nullptr, OnMessage, &received};
-    ASSERT_EQ(m_register(session, &credentials, &target, "notification", kPushChannel, &callbacks),
-              0);
+    ASSERT_EQ(
+        m_cvzc.enroll(session, &credentials, &target, "notification", kPushChannel, &callbacks), 0);
     const auto posted = devkit::cloud::EmulatorClient(m_emulator.Url())
                             .Post("/push", R"({"type": "notification", "message": {"n": 1}})");
     EXPECT_EQ(posted.text, R"({"queued_for":1,"dropped":0})");
     received.arrived.Wait();
-    EXPECT_EQ(m_uninit(session), 0);
+    EXPECT_EQ(m_cvzc.uninit(session), 0);
 
     EXPECT_THAT(received.messages, ElementsAre(R"({"n":1})"));
     EXPECT_THAT(received.contexts, ElementsAre(&received));
@@ -100,11 +95,11 @@ TEST_F(CvzcEmulatorTest, AsksTheEmulatorAndHandsItsPushesToTheHandler) {
 
 TEST_F(CvzcEmulatorTest, RefusalsAndAMissingEmulatorAreTheLibrarysFailures) {
     CvzSession session = nullptr;
-    ASSERT_EQ(m_init(&session), 0);
+    ASSERT_EQ(m_cvzc.init(&session), 0);
     const CvzCredentials stranger{"nobody", "A", "D1"};
     const CvzTarget target{"A", "D1"};
     const CvzCallbacks callbacks{nullptr, OnMessage, nullptr};
-    EXPECT_EQ(m_register(session, &stranger, &target, "event", kPushChannel, &callbacks),
+    EXPECT_EQ(m_cvzc.enroll(session, &stranger, &target, "event", kPushChannel, &callbacks),
               static_cast<std::int32_t>(platform::kErrorAccessDenied));
 
     // An address file left behind by an emulator that is gone.
@@ -112,15 +107,15 @@ TEST_F(CvzcEmulatorTest, RefusalsAndAMissingEmulatorAreTheLibrarysFailures) {
     ASSERT_TRUE(devkit::cloud::WriteEmulatorAddress(
         devkit::cloud::EmulatorAddressFile(m_home.Path()), "http://127.0.0.1:1", 1, error));
     CvzSession orphan = nullptr;
-    ASSERT_EQ(m_init(&orphan), 0);
+    ASSERT_EQ(m_cvzc.init(&orphan), 0);
     const CvzRequest request{"nexilo/ping", kAskLimit, kAskKind, kPing.data(),
                              static_cast<std::uint32_t>(kPing.size())};
     CvzReply* reply = nullptr;
-    EXPECT_EQ(m_ask(orphan, &request, &reply),
+    EXPECT_EQ(m_cvzc.ask(orphan, &request, &reply),
               static_cast<std::int32_t>(platform::kErrorConnectionRefused));
     EXPECT_EQ(reply, nullptr);
-    EXPECT_EQ(m_uninit(orphan), 0);
-    EXPECT_EQ(m_uninit(session), 0);
+    EXPECT_EQ(m_cvzc.uninit(orphan), 0);
+    EXPECT_EQ(m_cvzc.uninit(session), 0);
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 // reaches it. (The real emulator is native only; cloudemu_tests drive this library against it.)
 #include "cloud/cloud_client_api.h"
 #include "devkit/cloud/emulator_address.h"
-#include "devkit/common/testing/module_exports.h"
+#include "devkit/cvzc/testing/cvzc_module.h"
 #include "platform/testing/latch.h"
 #include "platform/testing/scratch_home.h"
 
@@ -95,34 +95,30 @@ TEST(CvzcEmulatorModeTest, ReachesTheEmulatorOverLoopbackAndDeliversItsPushes) {
     ASSERT_TRUE(devkit::cloud::WriteEmulatorAddress(devkit::cloud::EmulatorAddressFile(home.Path()),
                                                     emulator.Url(), 1, error))
         << error;
-    devkit_testing::ModuleExports module(L"cvzc.dll");
-    const auto init = module.Find<CvzInitFn>("cvzephra_init");
-    const auto uninit = module.Find<CvzUninitFn>("cvzephra_uninit");
-    const auto ask = module.Find<CvzAskFn>("cvzephra_ask");
-    const auto release = module.Find<CvzFreeResponseFn>("cvzephra_free_response");
-    const auto enroll = module.Find<NexiloRegisterFn>("nexilo_register");
-    ASSERT_EQ(module.Missing(), "");
+    devkit_testing::CvzcModule cvzc;
+    ASSERT_EQ(cvzc.exports.Missing(), "");
 
     CvzSession session = nullptr;
-    ASSERT_EQ(init(&session), 0);
+    ASSERT_EQ(cvzc.init(&session), 0);
     const std::string text = R"({"jsonrpc":"2.0","method":"ping","id":1})";
     const CvzRequest request{"nexilo/ping", kAskLimit, kAskKind, text.data(),
                              static_cast<std::uint32_t>(text.size())};
     CvzReply* reply = nullptr;
-    ASSERT_EQ(ask(session, &request, &reply), 0);
+    ASSERT_EQ(cvzc.ask(session, &request, &reply), 0);
     ASSERT_NE(reply, nullptr);
     EXPECT_EQ(std::string(reply->data, reply->size),
               R"({"jsonrpc":"2.0","id":1,"result":{"ok":true}})");
-    release(reply);
+    cvzc.free(reply);
 
     Received received;
     const CvzCredentials credentials{"T", "A", "D"};
     const CvzTarget target{"all", "all"};
     const CvzCallbacks callbacks{nullptr, OnMessage, &received};
-    ASSERT_EQ(enroll(session, &credentials, &target, "notification", kPushChannel, &callbacks), 0);
+    ASSERT_EQ(cvzc.enroll(session, &credentials, &target, "notification", kPushChannel, &callbacks),
+              0);
     received.arrived.Wait();
     EXPECT_EQ(received.message, R"({"n":1})");
-    EXPECT_EQ(uninit(session), 0);
+    EXPECT_EQ(cvzc.uninit(session), 0);
 
     // Then perhaps a close: whether the session's end reached the library before uninit did is
     // a race that does no harm either way.

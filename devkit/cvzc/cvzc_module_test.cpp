@@ -2,6 +2,7 @@
 // its exports.
 #include "cloud/cloud_client_api.h"
 #include "devkit/common/testing/module_exports.h"
+#include "devkit/cvzc/testing/cvzc_module.h"
 #include "platform/testing/scratch_home.h"
 
 #include <gmock/gmock.h>
@@ -14,16 +15,17 @@ using testing::HasSubstr;
 
 class CvzcModuleTest : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_EQ(m_module.Missing(), ""); }
+    void SetUp() override { ASSERT_EQ(m_cvzc.exports.Missing(), ""); }
 
     platform_testing::ScratchHome m_home;
-    devkit_testing::ModuleExports m_module{L"cvzc.dll"};
-    CvzInitFn m_init = m_module.Find<CvzInitFn>("cvzephra_init");
-    CvzUninitFn m_uninit = m_module.Find<CvzUninitFn>("cvzephra_uninit");
-    CvzAskFn m_ask = m_module.Find<CvzAskFn>("cvzephra_ask");
-    CvzFreeResponseFn m_free = m_module.Find<CvzFreeResponseFn>("cvzephra_free_response");
-    CvzSetOptionFn m_setOption = m_module.Find<CvzSetOptionFn>("cvzephra_set_option");
-    NexiloRegisterFn m_register = m_module.Find<NexiloRegisterFn>("nexilo_register");
+    devkit_testing::CvzcModule m_cvzc;
+    devkit_testing::ModuleExports& m_module = m_cvzc.exports;
+    CvzInitFn m_init = m_cvzc.init;
+    CvzUninitFn m_uninit = m_cvzc.uninit;
+    CvzAskFn m_ask = m_cvzc.ask;
+    CvzFreeResponseFn m_free = m_cvzc.free;
+    CvzSetOptionFn m_setOption = m_cvzc.setOption;
+    NexiloRegisterFn m_register = m_cvzc.enroll;
 };
 
 TEST_F(CvzcModuleTest, OffersEveryExportAndTheVariantLacksOnlyRegister) {
