@@ -42,10 +42,6 @@ struct Session {
     std::string emulatorUrl; // empty: the session answers from the script
 };
 
-// How long one wait for pushed messages may hold its request; uninit ends it at once by closing
-// the session, so this only bounds a wait on an emulator that went away.
-constexpr int kPushWaitMs = 10000;
-
 struct Library {
     std::mutex mutex;
     std::set<Session*> live;
@@ -61,8 +57,6 @@ std::filesystem::path CloudFolder() {
     return devkit::DevkitHome() / "cloud";
 }
 
-// The script as it is now on disk, read on every call so tests and people can change it while a
-// host runs.
 // The emulator the dev kit home names, or empty. Read at each session's start, so a host started
 // before the emulator finds it on its next session.
 std::string EmulatorUrl() {
@@ -75,6 +69,8 @@ std::string EmulatorUrl() {
     return url.value_or("");
 }
 
+// The script as it is now on disk, read on every call so tests and people can change it while a
+// host runs.
 Script LoadScript() {
     const auto path = CloudFolder() / "script.json";
     std::string text;
@@ -120,6 +116,10 @@ Answer AskEmulator(const std::string& url, const cloud::CvzRequest& request,
 }
 
 #if !defined(CVZC_WITHOUT_REGISTER)
+// How long one wait for pushed messages may hold its request; uninit ends it at once by closing
+// the session, so this only bounds a wait on an emulator that went away.
+constexpr int kPushWaitMs = 10000;
+
 // Hands every message of the emulator's push session to the registration's handler until the
 // session ends or the emulator cannot be reached.
 void WaitForPushes(std::string url, Registration* registration) {
