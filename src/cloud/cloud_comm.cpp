@@ -1,5 +1,6 @@
 #include "cloud/cloud_comm.h"
 
+#include "cloud/identity_source.h"
 #include "diag/nxp_log.h"
 #include "foundation/protected_string.h"
 #include "foundation/zeroing_string.h"
@@ -108,33 +109,17 @@ private:
     }
 
     std::uint32_t LoadSourceJson(const cv::Json& source) {
-        if (!source.IsValid()) {
-            m_log.LogInfo(L"source is null");
-            return platform::kErrorGenFailure;
+        switch (cloud::SealIdentitySource(source, m_identity)) {
+            case cloud::SourceOutcome::Sealed:
+                return 0;
+            case cloud::SourceOutcome::NoDocument:
+                m_log.LogInfo(L"source is null");
+                break;
+            case cloud::SourceOutcome::Invalid:
+                m_log.LogInfo(L"Invalid zephra source data");
+                break;
         }
-        std::string appId;
-        std::string userToken;
-        std::string deviceId;
-        auto member = [&source](const char* key, std::string& out) {
-            cv::Json value;
-            return source.Get(key, value) && value.IsString() && value.Get(out);
-        };
-        if (!member("app_id", appId) || !member("user_token", userToken) ||
-            !member("device_id", deviceId)) {
-            m_log.LogInfo(L"Invalid zephra source data");
-            for (std::string* text : {&appId, &userToken, &deviceId}) {
-                szm::detail::Scrub(text->data(), text->size());
-            }
-            return platform::kErrorGenFailure;
-        }
-        // Up to the first NUL, as the texts would read in C.
-        auto sealed = [](std::string& text) {
-            ZeroingText clear(text.c_str());
-            szm::detail::Scrub(text.data(), text.size());
-            return clear;
-        };
-        m_identity.Assign(sealed(deviceId), sealed(appId), sealed(userToken));
-        return 0;
+        return platform::kErrorGenFailure;
     }
 
     ZeroingText BuildRequest(const std::wstring& method, const cv::Json& params,
