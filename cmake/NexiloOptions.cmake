@@ -56,6 +56,11 @@ if(NEXILO_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+if(NEXILO_SANITIZE_THREAD)
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=thread)
+endif()
+
 if(WIN32 AND CMAKE_CROSSCOMPILING)
     if(CMAKE_SIZEOF_VOID_P EQUAL 4)
         # Wine here runs 64-bit programs only; an i686 test "passes" without running at all.

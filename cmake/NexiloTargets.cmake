@@ -73,7 +73,7 @@ endfunction()
 
 # nexilo_tests(<name> SOURCES ... [per-system lists] [DEPS ...] [NEEDS ...]): one GoogleTest
 # executable per folder. NEEDS names targets (modules, programs) that the tests load or start at
-# run time.
+# run time. Each test carries its program's name as a label, so a preset can run some programs.
 function(nexilo_tests name)
     cmake_parse_arguments(ARG "" "" "${_NEXILO_SOURCE_LISTS};DEPS;NEEDS" ${ARGN})
     _nexilo_system_sources(sources ARG)
@@ -90,7 +90,8 @@ function(nexilo_tests name)
             NO_PRETTY_VALUES
             DISCOVERY_MODE PRE_TEST
             DISCOVERY_TIMEOUT 120
-            PROPERTIES TIMEOUT 120 ENVIRONMENT "NEXILO_TEST_BIN=${CMAKE_BINARY_DIR}/bin")
+            PROPERTIES TIMEOUT 120 ENVIRONMENT "NEXILO_TEST_BIN=${CMAKE_BINARY_DIR}/bin"
+                       LABELS ${name})
     endif()
 endfunction()
 

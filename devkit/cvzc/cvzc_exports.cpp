@@ -1,15 +1,19 @@
 // The dev kit's cloud client library: the 34 exports of the real library, answering through the
 // cloud emulator when the dev kit home names one and from the script otherwise, with a record of
-// every request (see README.md).
+// every request, and delivery of the messages dropped into the push folder on one thread per
+// session (see README.md).
 #include "cloud/cloud_client_api.h"
 #include "devkit/cloud/emulator_address.h"
 #include "devkit/cloud/emulator_client.h"
 #include "devkit/common/devkit_home.h"
+#include "devkit/cvzc/push_folder.h"
 #include "devkit/cvzc/script.h"
 
 #include <jansson.h>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,17 +33,39 @@ using cloud::CvzSession;
 struct Registration {
     std::string type;
     std::string channel;
+    std::string appId;
+    std::string deviceId;
     cloud::CvzCallbacks callbacks{};
     std::string pushSession;        // the emulator's session, in emulator mode
     std::thread waiter;             // hands the emulator's messages to the message handler
     std::atomic<bool> ended{false}; // the waiter is done: the session ended or is unreachable
 };
 
+// Where the push folder's messages go: a registration's type, target and callbacks.
+struct FolderTarget {
+    std::string type;
+    std::string appId;
+    std::string deviceId;
+    cloud::CvzCallbacks callbacks{};
+};
+
+// How often a session's delivery thread looks into the push folder.
+constexpr auto kPushPollInterval = std::chrono::milliseconds(20);
+
 struct Session {
     int number = 0;
     std::map<std::int32_t, std::int32_t> options;
     std::vector<std::unique_ptr<Registration>> registrations;
     std::string emulatorUrl; // empty: the session answers from the script
+    std::filesystem::path pushFolder;
+    std::thread deliverer; // started by the first registration, under the library's mutex
+
+    // Guards what the push folder's delivery thread shares with the exports.
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::vector<FolderTarget> folderTargets;
+    std::set<std::string> seen; // message files this session has handled or found at its start
+    bool stopping = false;
 };
 
 struct Library {
@@ -145,6 +171,69 @@ void WaitForPushes(std::string url, Registration* registration) {
 }
 #endif
 
+#if !defined(CVZC_WITHOUT_REGISTER)
+// One pass over the push folder: every file this session has not seen goes to each of its
+// registrations whose type and target match, on this thread, with no lock held.
+void DeliverNewMessages(Session& session) {
+    const std::vector<std::string> names = ListPushFiles(session.pushFolder);
+    std::vector<std::string> fresh;
+    std::vector<FolderTarget> targets;
+    {
+        std::lock_guard lock(session.mutex);
+        for (const std::string& name : names) {
+            if (session.seen.insert(name).second) {
+                fresh.push_back(name);
+            }
+        }
+        targets = session.folderTargets;
+    }
+    for (const std::string& name : fresh) {
+        {
+            std::lock_guard lock(session.mutex);
+            if (session.stopping) {
+                return;
+            }
+        }
+        const auto path = session.pushFolder / name;
+        std::string text;
+        if (!devkit::ReadWholeFile(path, text)) {
+            std::fprintf(stderr, "cvzc: cannot read the pushed message %s\n",
+                         path.string().c_str());
+            continue;
+        }
+        const ParsedPush parsed = ParsePushFile(text);
+        if (!parsed.message) {
+            std::fprintf(stderr, "cvzc: %s: %s\n", path.string().c_str(), parsed.error.c_str());
+            continue;
+        }
+        const PushMessage& message = *parsed.message;
+        int delivered = 0;
+        for (const FolderTarget& target : targets) {
+            if (target.callbacks.messageHandler == nullptr ||
+                !PushMatches(message, target.type, target.appId, target.deviceId)) {
+                continue;
+            }
+            const cloud::CvzMessage record{0, message.bytes.data(),
+                                           static_cast<std::uint32_t>(message.bytes.size())};
+            target.callbacks.messageHandler(&record, target.callbacks.context);
+            ++delivered;
+        }
+        Record(json_pack("{s:i, s:s, s:i}", "session", session.number, "push", name.c_str(),
+                         "delivered", delivered));
+    }
+}
+
+void DeliveryThread(Session* session) {
+    std::unique_lock lock(session->mutex);
+    while (!session->stopping) {
+        lock.unlock();
+        DeliverNewMessages(*session);
+        lock.lock();
+        session->wake.wait_for(lock, kPushPollInterval, [session] { return session->stopping; });
+    }
+}
+#endif
+
 char* Duplicate(const std::string& text) {
     char* copy = static_cast<char*>(std::malloc(text.size() + 1));
     if (copy) {
@@ -170,6 +259,11 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_init(CvzSession* session) {
         auto* created = new Session;
         created->number = ++state.nextNumber;
         created->emulatorUrl = std::move(url);
+        // Messages already waiting were pushed before this session existed.
+        created->pushFolder = PushFolder();
+        for (const std::string& name : ListPushFiles(created->pushFolder)) {
+            created->seen.insert(name);
+        }
         state.live.insert(created);
         *session = created;
     }
@@ -181,11 +275,25 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL cvzephra_uninit(CvzSession handle) {
     {
         auto& state = State();
         std::lock_guard lock(state.mutex);
-        session.reset(Find(handle));
-        if (!session) {
+        Session* found = Find(handle);
+        if (!found) {
             return kCodeInvalidHandle;
         }
-        state.live.erase(session.get());
+        // A handler ending its own session would wait for itself.
+        if (found->deliverer.get_id() == std::this_thread::get_id()) {
+            return kCodeWouldDeadlock;
+        }
+        session.reset(found);
+        state.live.erase(found);
+    }
+    // The push folder's deliveries stop, and a handler that runs finishes, first.
+    {
+        std::lock_guard lock(session->mutex);
+        session->stopping = true;
+        session->wake.notify_all();
+    }
+    if (session->deliverer.joinable()) {
+        session->deliverer.join();
     }
     // Closing a push session wakes its waiter, which then ends; no handler runs after this.
     const devkit::cloud::EmulatorClient client(session->emulatorUrl);
@@ -288,14 +396,21 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL nexilo_register(CvzSession handle,
         number = session->number;
         url = session->emulatorUrl;
     }
-    Record(json_pack("{s:i, s:{s:s, s:s, s:{s:s, s:s}, s:{s:s, s:s, s:s}}}", "session", number,
+    // The script's refusal stands for the cloud's in script mode.
+    const std::int32_t code = url.empty() ? LoadScript().RegisterCode() : 0;
+    Record(json_pack("{s:i, s:{s:s, s:s, s:{s:s, s:s}, s:{s:s, s:s, s:s}, s:i}}", "session", number,
                      "register", "type", type, "channel", channel, "target", "app_id",
                      text(target->appId), "device_id", text(target->deviceId), "credentials",
                      "user_token", text(credentials->userToken), "app_id", text(credentials->appId),
-                     "device_id", text(credentials->deviceId)));
+                     "device_id", text(credentials->deviceId), "code", code));
+    if (code != 0) {
+        return code;
+    }
     auto registration = std::make_unique<Registration>();
     registration->type = type;
     registration->channel = channel;
+    registration->appId = text(target->appId);
+    registration->deviceId = text(target->deviceId);
     registration->callbacks = *callbacks;
     if (!url.empty()) {
         const auto opened = devkit::cloud::EmulatorClient(url).OpenPushSession(
@@ -319,6 +434,14 @@ NEXILO_EXPORT std::int32_t NEXILO_CALL nexilo_register(CvzSession handle,
                 registration->waiter.join();
             }
             return kCodeInvalidHandle;
+        }
+        {
+            std::lock_guard sessionLock(session->mutex);
+            session->folderTargets.push_back({registration->type, registration->appId,
+                                              registration->deviceId, registration->callbacks});
+        }
+        if (!session->deliverer.joinable()) {
+            session->deliverer = std::thread(DeliveryThread, session);
         }
         session->registrations.push_back(std::move(registration));
     }

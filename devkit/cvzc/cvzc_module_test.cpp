@@ -5,8 +5,16 @@
 #include "devkit/cvzc/testing/cvzc_module.h"
 #include "platform/testing/scratch_home.h"
 
+#include "devkit/cvzc/push_folder.h"
+#include "platform/testing/latch.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 namespace {
 
@@ -94,6 +102,119 @@ TEST_F(CvzcModuleTest, ForeignHandlesAndBadArgumentsAreRefused) {
     EXPECT_EQ(m_register(session, nullptr, nullptr, "event", kPushChannel, nullptr), 87);
     EXPECT_EQ(m_uninit(session), 0);
     EXPECT_EQ(m_uninit(session), 6) << "a session ends once";
+}
+
+// A registration's context in the tests: what reached its handler, and on which thread.
+struct Inbox {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::string> messages;
+    std::thread::id thread;
+    std::function<void()> during; // runs inside the handler
+
+    static void NEXILO_CALL Handler(const CvzMessage* message, void* context) {
+        auto& inbox = *static_cast<Inbox*>(context);
+        if (inbox.during) {
+            inbox.during();
+        }
+        std::lock_guard lock(inbox.mutex);
+        inbox.messages.emplace_back(message->data, message->size);
+        inbox.thread = std::this_thread::get_id();
+        inbox.changed.notify_all();
+    }
+    CvzCallbacks Callbacks() { return {nullptr, &Inbox::Handler, this}; }
+    std::vector<std::string> WaitFor(std::size_t count) {
+        std::unique_lock lock(mutex);
+        changed.wait_for(lock, std::chrono::seconds(60), [&] { return messages.size() >= count; });
+        return messages;
+    }
+};
+
+class CvzcPushTest : public CvzcModuleTest {
+protected:
+    void Drop(const std::string& file) {
+        std::string error;
+        ASSERT_TRUE(devkit::cvzc::DropPushFile(m_home.Path() / "push", file, error)) << error;
+    }
+    std::int32_t Register(CvzSession session, std::string type, std::string app, std::string device,
+                          Inbox& inbox) {
+        const CvzCredentials credentials{"T", "A", "D"};
+        const CvzTarget target{app.c_str(), device.c_str()};
+        const CvzCallbacks callbacks = inbox.Callbacks();
+        const std::int32_t code =
+            m_register(session, &credentials, &target, type.c_str(), kPushChannel, &callbacks);
+        // The library must have copied what it keeps.
+        for (std::string* text : {&type, &app, &device}) {
+            text->assign(text->size(), '#');
+        }
+        return code;
+    }
+};
+
+TEST_F(CvzcPushTest, DroppedMessagesReachEveryMatchingRegistrationOnceOnTheLibrarysThread) {
+    Drop(R"({"type": "notification", "text": "pushed before the session"})");
+    CvzSession session = nullptr;
+    ASSERT_EQ(m_init(&session), 0);
+    Inbox notifications;
+    Inbox alsoNotifications;
+    Inbox events;
+    Inbox otherDevice;
+    ASSERT_EQ(Register(session, "notification", "all", "all", notifications), 0);
+    ASSERT_EQ(Register(session, "notification", "all", "all", alsoNotifications), 0);
+    ASSERT_EQ(Register(session, "event", "A", "D", events), 0);
+    ASSERT_EQ(Register(session, "event", "A", "D2", otherDevice), 0);
+
+    Drop(R"({"type": "notification", "message": {"user_fields": {"text": "hi"}}})");
+    EXPECT_THAT(notifications.WaitFor(1), testing::ElementsAre(R"({"user_fields":{"text":"hi"}})"));
+    EXPECT_THAT(alsoNotifications.WaitFor(1), testing::SizeIs(1));
+    Drop(R"({"type": "event", "target": {"app_id": "A", "device_id": "D"}, "text": "e1"})");
+    EXPECT_THAT(events.WaitFor(1), testing::ElementsAre("e1"));
+    // The event was found in a later pass than the notification, so a second delivery of the
+    // notification would have shown by now.
+    EXPECT_THAT(notifications.WaitFor(1), testing::SizeIs(1));
+    EXPECT_NE(events.thread, std::this_thread::get_id());
+    EXPECT_EQ(m_uninit(session), 0);
+    EXPECT_THAT(otherDevice.WaitFor(0), testing::IsEmpty());
+}
+
+TEST_F(CvzcPushTest, UninitWaitsForARunningHandlerAndRefusesToRunInsideOne) {
+    CvzSession session = nullptr;
+    ASSERT_EQ(m_init(&session), 0);
+    Inbox inbox;
+    platform_testing::Latch entered(1);
+    platform_testing::Latch release(1);
+    std::int32_t fromHandler = 0;
+    std::vector<std::string> order;
+    std::mutex orderMutex;
+    inbox.during = [&] {
+        fromHandler = m_uninit(session);
+        entered.CountDown();
+        release.Wait();
+        std::lock_guard lock(orderMutex);
+        order.push_back("handler finished");
+    };
+    ASSERT_EQ(Register(session, "notification", "all", "all", inbox), 0);
+    Drop(R"({"type": "notification", "text": "x"})");
+    entered.Wait();
+    std::thread ending([&] {
+        EXPECT_EQ(m_uninit(session), 0);
+        std::lock_guard lock(orderMutex);
+        order.push_back("uninit returned");
+    });
+    release.CountDown();
+    ending.join();
+    EXPECT_EQ(fromHandler, 1131);
+    EXPECT_THAT(order, testing::ElementsAre("handler finished", "uninit returned"));
+}
+
+TEST_F(CvzcPushTest, TheScriptCanRefuseRegistrations) {
+    m_home.Write("cloud/script.json", R"({"register": {"code": 5}})");
+    CvzSession session = nullptr;
+    ASSERT_EQ(m_init(&session), 0);
+    Inbox inbox;
+    EXPECT_EQ(Register(session, "notification", "all", "all", inbox), 5);
+    EXPECT_EQ(m_uninit(session), 0);
+    EXPECT_THAT(m_home.Read("cloud/requests.jsonl"), HasSubstr(R"("code":5)"));
 }
 
 } // namespace

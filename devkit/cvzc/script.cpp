@@ -94,6 +94,15 @@ InitBehaviour Script::Init() const {
     return behaviour;
 }
 
+std::int32_t Script::RegisterCode() const {
+    if (!m_root) {
+        return kCodeBadScript;
+    }
+    json_t* entry = json_object_get(Root(m_root), "register");
+    json_t* code = json_is_object(entry) ? json_object_get(entry, "code") : nullptr;
+    return json_is_integer(code) ? static_cast<std::int32_t>(json_integer_value(code)) : 0;
+}
+
 Answer Script::Decide(const std::string& service, const std::string& method,
                       const std::string& requestText) const {
     Answer answer;

@@ -4,6 +4,7 @@
 // The script is a JSON document (in the dev kit home, cloud/script.json):
 //   {
 //     "init": {"code": 0, "handle": true},
+//     "register": {"code": 0},
 //     "services": {
 //       "nexilo/user_info": {
 //         "getInfo": {"result": {"email": "a@b.c"}},
@@ -38,6 +39,8 @@ inline constexpr auto kCodeInvalidParameter =
 inline constexpr auto kCodeInvalidHandle = static_cast<std::int32_t>(platform::kErrorInvalidHandle);
 inline constexpr auto kCodeBadScript = static_cast<std::int32_t>(platform::kErrorInvalidData);
 inline constexpr auto kCodeNotSupported = static_cast<std::int32_t>(platform::kErrorNotSupported);
+inline constexpr auto kCodeWouldDeadlock =
+    static_cast<std::int32_t>(platform::kErrorPossibleDeadlock);
 
 struct InitBehaviour {
     std::int32_t code = 0;
@@ -60,6 +63,9 @@ public:
 
     const std::string& Error() const { return m_error; }
     InitBehaviour Init() const;
+    // What nexilo_register returns: {"register": {"code": N}} refuses every registration with N
+    // (0, the default, accepts); a broken script refuses with kCodeBadScript.
+    std::int32_t RegisterCode() const;
     // The answer to one request; `requestText` gives the reply its "id" when it has one.
     Answer Decide(const std::string& service, const std::string& method,
                   const std::string& requestText) const;

@@ -2,6 +2,7 @@
 
 #include "devkit/host/export_commands.h"
 #include "devkit/host/json_text.h"
+#include "devkit/host/push_commands.h"
 #include "foundation/json.h"
 #include "foundation/value_json.h"
 #include "platform/utf8.h"
@@ -267,6 +268,25 @@ const std::vector<CommandSpec>& CommandTable() {
          "SetIpmState: stores the messaging flag",
          CheckIpmStateSet,
          RunIpmStateSet,
+         nullptr},
+        {"push-test",
+         {"TYPE", "APP_ID", "DEVICE_ID"},
+         "a push client of the host registers TYPE (event, notification, command); prints "
+         "what arrives",
+         CheckPushTest,
+         RunPushTest,
+         nullptr},
+        {"push-send",
+         {"FILE"},
+         "drops the message file FILE into the dev kit's push folder",
+         CheckPushSend,
+         RunPushSend,
+         nullptr},
+        {"push-wait",
+         {"COUNT", "SECONDS"},
+         "waits until the push-test clients have received COUNT messages in all",
+         CheckPushWait,
+         RunPushWait,
          nullptr},
         {"user",
          {},

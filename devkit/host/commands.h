@@ -22,11 +22,14 @@
 
 namespace devkit::host {
 
+class PushClients;
+
 struct CommandContext {
     Console& console;
     platform::ModuleHandle module;            // the loaded agent module
     cv::hostkit::Nexilo::INexiloAgent* agent; // the started agent
     EventPrinter& events;                     // the agent's subscriber, for wait-event
+    PushClients& push;                        // the push commands' clients of this run
 };
 
 struct CommandSpec {

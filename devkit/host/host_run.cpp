@@ -9,6 +9,7 @@
 #include "devkit/host/hk_settings_plugin.h"
 #include "devkit/host/host_paths.h"
 #include "devkit/host/product_info_plugin.h"
+#include "devkit/host/push_commands.h"
 #include "nexilo/exports.h"
 #include "nexilo/nexilo_agent_interface.h"
 #include "nexilo/serv_plugin_interface.h"
@@ -117,17 +118,21 @@ int RunSession(const HostArguments& arguments, const std::wstring& modulePath, I
         exitCode = kExitInitFailed;
     } else {
         ShowIdentity(console, loaded.module.get());
-        CommandContext context{console, loaded.module.get(), agent, printer};
-        for (const CommandCall& call : arguments.commands) {
-            bool succeeded = false;
-            try {
-                succeeded = call.command->run(context, call.operands);
-            } catch (const std::exception& exception) {
-                console.Error(std::string(call.command->name) + " failed: " + exception.what());
-            }
-            if (!succeeded) {
-                exitCode = kExitCommandFailed;
-                break;
+        {
+            // The push commands' clients end with the commands, before the agent stops.
+            PushClients push(console);
+            CommandContext context{console, loaded.module.get(), agent, printer, push};
+            for (const CommandCall& call : arguments.commands) {
+                bool succeeded = false;
+                try {
+                    succeeded = call.command->run(context, call.operands);
+                } catch (const std::exception& exception) {
+                    console.Error(std::string(call.command->name) + " failed: " + exception.what());
+                }
+                if (!succeeded) {
+                    exitCode = kExitCommandFailed;
+                    break;
+                }
             }
         }
         plugin->UnInit();

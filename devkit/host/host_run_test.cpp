@@ -201,6 +201,38 @@ TEST_F(HostRunTest, ATestCampaignIsAnnouncedOnceAndIsTheCampaignOfTheNextRun) {
     EXPECT_THAT(outcome.err, Not(HasSubstr("warning")));
 }
 
+TEST_F(HostRunTest, PushedNotificationAndCommandReachTheirCallbacksOnceWithTheirData) {
+    m_home.Write("notification.json", R"({"type": "notification", "message": {"app_fields":
+        {"notification_id": "n1", "timestamp": 1700000000123, "notification_params": {"k": 1}},
+        "user_fields": {"text": "Hello"}}})");
+    m_home.Write("command.json", R"({"type": "event", "target": {"app_id": "A", "device_id": "D"},
+        "message": {"app_fields": {"event": "command", "timestamp": 18, "event_params":
+        {"command": "scan", "command_id": "c1", "command_params": ["deep"]}}}})");
+    const Outcome outcome =
+        Run({"push-test", "notification", "A", "D", "push-test", "command", "A", "D", "push-send",
+             PathText(m_home.Path() / "notification.json"), "push-send",
+             PathText(m_home.Path() / "command.json"), "push-wait", "2", "60"});
+    EXPECT_EQ(outcome.code, kExitOk) << outcome.err;
+    ExpectLines(outcome.out,
+                {R"({"command":"push-test","type":"notification","topic":1,"app_id":"A",)"
+                 R"("device_id":"D","ok":true})",
+                 R"({"command":"push-test","type":"command","topic":2,"app_id":"A",)"
+                 R"("device_id":"D","ok":true})",
+                 R"({"command":"push-wait","count":2,"received":2})", R"({"step":"uninit"})"});
+    // The two clients' sessions deliver on threads of their own, in either order.
+    for (const std::string line :
+         {R"({"push":"notification","topic":1,"id":"n1","text":"Hello","params":{"k":1},)"
+          R"("timestamp":1700000000123})",
+          R"({"push":"command","topic":2,"command":"scan","command_id":"c1","params":["deep"],)"
+          R"("timestamp":18})"}) {
+        const std::string text = "\n" + outcome.out;
+        const std::size_t first = text.find("\n" + line + "\n");
+        EXPECT_NE(first, std::string::npos) << line << "\nin:\n" << outcome.out;
+        EXPECT_EQ(text.find("\n" + line + "\n", first + 1), std::string::npos) << "once: " << line;
+    }
+    EXPECT_THAT(m_home.Read("cloud/requests.jsonl"), HasSubstr(R"("delivered":1)"));
+}
+
 TEST_F(HostRunTest, ReportsTheValueExceptionThatGetInfoLetsOutAndStopsTheAgent) {
     m_home.Write("node/state.json", kSignedIn);
     // An error text passes the export's judgement, and reading its "email" throws.
@@ -307,6 +339,10 @@ INSTANTIATE_TEST_SUITE_P(
                   "JSON is not valid JSON"},
         FailedRun{"BadFlag", nullptr, nullptr, nullptr, "", "ipm-state-set yes", kExitUsage,
                   "must be true or false"},
+        FailedRun{"BadPushType", nullptr, nullptr, nullptr, "", "push-test alert A D", kExitUsage,
+                  "TYPE must be event, notification or command"},
+        FailedRun{"NoPushMessageFile", nullptr, nullptr, nullptr, "", "push-send no-such.json",
+                  kExitUsage, "push-send: cannot read no-such.json"},
         FailedRun{"BrokenSettings", L"missing.dll", nullptr, "host/settings.json",
                   "{\"/Fake\": {\"starts\": {\"int64\": 1}},\n", "wait 0", kExitHostFiles,
                   "settings.json is no valid JSON: line 2"},
