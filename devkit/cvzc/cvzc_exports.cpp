@@ -156,6 +156,11 @@ void WaitForPushes(std::string url, Registration* registration) {
             std::fprintf(stderr, "cvzc: %s; no more pushed messages\n", poll.result.error.c_str());
             break;
         }
+        // Known to have ended before its last messages are handed over, so an uninit that a
+        // handler's caller starts right after never closes it a second time.
+        if (poll.closed) {
+            registration->ended = true;
+        }
         for (const std::string& text : poll.messages) {
             const cloud::CvzMessage message{0, text.data(),
                                             static_cast<std::uint32_t>(text.size())};
