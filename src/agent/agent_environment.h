@@ -11,6 +11,7 @@
 #pragma once
 
 #include "cloud/cloud_client_table.h"
+#include "cloud/nexilo_push.h"
 #include "diag/log.h"
 #include "platform/child_process.h"
 #include "platform/named_event.h"
@@ -30,6 +31,8 @@ struct AgentEnvironment {
     const platform::WallClock& clock;
     // The counted uses of the cloud client library that every agent of the module shares.
     cloud::CloudClientUses& cloudClient;
+    // How the push client loads its private copy of the cloud client library.
+    nxp::CloudClientLoader pushLoader;
     // The node service's user-changed event, and the name under which both sides meet
     // (process/user_changed_event.h).
     platform::NamedEvents& events;

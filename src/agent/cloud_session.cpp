@@ -5,6 +5,19 @@
 #include "foundation/value_json.h"
 #include "platform/error_codes.h"
 
+cv::Json NexiloAgent::_IdentitySource() const {
+    cv::StringA userToken;
+    cv::StringA appId;
+    cv::StringA deviceId;
+    m_userToken.ToUtf8(userToken);
+    m_appId.ToUtf8(appId);
+    m_deviceId.ToUtf8(deviceId);
+    cv::Json source;
+    source.Pack("{s:s, s:s, s:s}", "user_token", userToken.GetString(), "app_id", appId.GetString(),
+                "device_id", deviceId.GetString());
+    return source;
+}
+
 bool NexiloAgent::InitNxp() {
     const logging::FunctionLog log(L"NexiloAgent::InitNxp", m_env.log);
     NX_TRACE_SCOPE(log);
@@ -16,15 +29,7 @@ bool NexiloAgent::InitNxp() {
     }
     ++m_cloudUses;
 
-    cv::StringA userToken;
-    cv::StringA appId;
-    cv::StringA deviceId;
-    m_userToken.ToUtf8(userToken);
-    m_appId.ToUtf8(appId);
-    m_deviceId.ToUtf8(deviceId);
-    cv::Json source;
-    source.Pack("{s:s, s:s, s:s}", "user_token", userToken.GetString(), "app_id", appId.GetString(),
-                "device_id", deviceId.GetString());
+    const cv::Json source = _IdentitySource();
 
     // The value form is made only when a line will be written.
     NX_LOG_INFO(log, L"init cloud comm %s", cv::ValueFromJson(source).ToString().GetString());

@@ -124,6 +124,9 @@ void NexiloAgent::UnInit() {
 
     // After the join, so that the ping timer the listener armed is cancelled too.
     m_queue.Stop();
+    // Stopping push waits for a registration that may be inside the library; the cloud session
+    // goes after it.
+    m_ipm._UninitPush();
     m_nxpComm.reset();
 
     m_settings.Release();

@@ -99,6 +99,10 @@ private:
     IHKSettings* IpmSettings() override { return m_settings.Plugin(); }
     logging::LogSink* IpmLog() override { return m_env.log; }
     void IpmFire(const wchar_t* name, const cv::Value& data) override { m_events.Fire(name, data); }
+    cv::Json IpmIdentitySource() override { return _IdentitySource(); }
+    nxp::CloudClientLoader IpmPushLoader() override { return m_env.pushLoader; }
+    // The identity triple as a cloud source document: user_token, app_id, device_id.
+    cv::Json _IdentitySource() const;
 
     // The listener: its start, its thread body, and what it does at each wake-up.
     void _InitUserChangedListener();

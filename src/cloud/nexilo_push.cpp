@@ -87,8 +87,13 @@ public:
 
 } // namespace
 
+CloudClientLoader ModuleCloudClientLoader(std::wstring module) {
+    return {[module = std::move(module)] { return cloud::LoadCloudClient(module.c_str()); },
+            &cloud::UnloadCloudClient};
+}
+
 CloudClientLoader SystemCloudClientLoader() {
-    return {[] { return cloud::LoadCloudClient(); }, &cloud::UnloadCloudClient};
+    return ModuleCloudClientLoader(cloud::kCloudClientModule);
 }
 
 class NexiloPushImpl {

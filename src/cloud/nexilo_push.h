@@ -63,6 +63,8 @@ struct CloudClientLoader {
     std::function<cloud::CloudClientTable*()> load;
     std::function<void(cloud::CloudClientTable*)> unload;
 };
+// Loads `module` (a bare name is looked for beside the executable, then the system's way).
+CloudClientLoader ModuleCloudClientLoader(std::wstring module);
 CloudClientLoader SystemCloudClientLoader();
 
 class NexiloPushImpl;

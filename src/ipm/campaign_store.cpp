@@ -50,7 +50,7 @@ Ipm::~Ipm() {
 bool Ipm::Init() {
     _LoadStateFromDisk();
     _LoadCampaignFromDisk();
-    return true;
+    return _InitPush();
 }
 
 void Ipm::SetState(bool state) {

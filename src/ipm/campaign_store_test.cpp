@@ -2,6 +2,7 @@
 
 #include "diag/testing/recording_log_sink.h"
 #include "frame/testing/fake_settings.h"
+#include "ipm/testing/fake_ipm_host.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,22 +14,10 @@ namespace {
 
 using frame_testing::FakeSettings;
 using frame_testing::FakeSettingsNode;
+using ipm_testing::FakeIpmHost;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
-
-class FakeIpmHost final : public IIpmHost {
-public:
-    IHKSettings* IpmSettings() override { return settings; }
-    logging::LogSink* IpmLog() override { return &log; }
-    void IpmFire(const wchar_t* name, const cv::Value& data) override {
-        fired.push_back(std::wstring(name) + L" " + data.ToString().GetString());
-    }
-
-    IHKSettings* settings = nullptr;
-    diag_testing::RecordingLogSink log;
-    std::vector<std::wstring> fired;
-};
 
 cv::Value Campaign(double width, double height, double validity, double displayCount) {
     cv::Value campaign(cv::Value::Type::kDict);
@@ -65,6 +54,7 @@ TEST_F(CampaignStoreTest, TheCampaignAndTheFlagSurviveARestartWithNumbersCutTowa
         EXPECT_THAT(Logged(), Contains(L"16|Ipm::_LoadCampaignFromDisk|no campaign found"));
         ipm.UpdateCurrentCampaign(Campaign(738.9, -1.5, 4102444800123.0, 2.9));
         ipm.SetState(false);
+        ipm._UninitPush();
     }
     EXPECT_EQ(Node().strings[L"url"], L"https://example.test/page.html");
     EXPECT_EQ(Node().ints[L"width"], 738);
@@ -88,6 +78,7 @@ TEST_F(CampaignStoreTest, TheCampaignAndTheFlagSurviveARestartWithNumbersCutTowa
     EXPECT_THAT(Logged(), Contains(L"16|Ipm::_LoadStateFromDisk|loaded state 0"));
     EXPECT_THAT(Logged(), Contains(HasSubstr(L"|Ipm::_LoadCampaignFromDisk|loaded campaign {")));
     EXPECT_TRUE(m_settings.Balanced());
+    restarted._UninitPush();
 }
 
 TEST_F(CampaignStoreTest, ANodeWithoutAllFiveKeysIsNoCampaignAndKeepsItsKeys) {
@@ -103,6 +94,7 @@ TEST_F(CampaignStoreTest, ANodeWithoutAllFiveKeysIsNoCampaignAndKeepsItsKeys) {
     EXPECT_THAT(Logged(), Contains(L"16|Ipm::_LoadCampaignFromDisk|no campaign found"));
     EXPECT_EQ(Node().ints.size(), 2u);
     EXPECT_TRUE(ipm.State()) << "no state key keeps the flag";
+    ipm._UninitPush();
     EXPECT_THAT(Logged(), Not(Contains(HasSubstr(L"loaded state"))));
 }
 
@@ -192,6 +184,7 @@ TEST_F(CampaignStoreTest, WithoutPluginOrNodeTheCampaignLivesForThisRunOnly) {
                                         L"Ipm::_SaveCampaignToDisk", L"Ipm::_SaveStateToDisk"}) {
             EXPECT_THAT(Logged(), Contains(L"4|" + std::wstring(function) + L"|" + reason));
         }
+        ipm._UninitPush();
     }
     EXPECT_TRUE(m_settings.nodes.empty());
 }

@@ -21,17 +21,27 @@
 //   scalar, a missing key or a key of the wrong type throws cv::ValueException, and what was
 //   written before the failing key stays written.
 // - The flag is stored atomically; nothing in the agent consults it.
+// - Push: Init starts a push client with the owner's identity on a request processor of its own,
+//   and registers no topic; _UninitPush stops both. Both run on the owner's Init and UnInit
+//   thread. A second start without a stop ends the process (the running processor is destroyed).
 // - Threads: any. The campaign is replaced, saved and copied under a lock of its own, so callers
 //   on several host threads see whole campaigns; subscribers are called without that lock.
 #pragma once
 
+#include "cloud/nexilo_push.h"
+#include "cloud/request_processor.h"
 #include "diag/log_binding.h"
 #include "ipm/ipm_host.h"
 #include "nexilo/cv_value.h"
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+
+namespace ipm_testing {
+class IpmPeer;
+}
 
 class Ipm {
 public:
@@ -43,8 +53,15 @@ public:
     IIpmHost* Host() const noexcept { return m_host; }
     bool State() const noexcept { return m_state.load(); }
 
-    // Loads the flag and the campaign; true when in-product messaging can go on.
+    // Loads the flag and the campaign, then starts push; true when the push client started.
     bool Init();
+    // Stops push: the request processor runs what is queued and ends, the push client and its
+    // library session go, and the stopped processor is kept, not destroyed. Call before the
+    // owner's cloud session goes; nothing happens without a running push.
+    void _UninitPush();
+    // The push client's and processor's lines: an empty one is dropped, and one with a line feed
+    // is cut at the last one.
+    void _NxpLogCbk(const std::wstring& message);
     // Stores the flag, then saves it.
     void SetState(bool state);
     // Replaces `campaign` with a copy of the current campaign.
@@ -57,15 +74,21 @@ public:
     static cv::Value TestCampaign(std::int32_t displayCount);
 
 private:
+    friend class ipm_testing::IpmPeer;
+
     void _LoadStateFromDisk();
     void _SaveStateToDisk();
     void _LoadCampaignFromDisk();
     void _SaveCampaignToDisk();
     void _ReplaceAndSaveCampaign(const cv::Value& campaign);
+    bool _InitPush();
     logging::LogSink* Sink() const { return m_host->IpmLog(); }
 
     cv::Value m_campaign;
     IIpmHost* m_host;
+    std::unique_ptr<nxp::NexiloPush> m_push;
+    // A processor still running when Ipm is destroyed ends the process, as a thread would.
+    std::unique_ptr<nxp::RequestProcessor> m_processor;
     std::atomic<bool> m_state{true};
     logging::LogHandle m_logHandle;
     mutable std::mutex m_campaignLock;

@@ -10,6 +10,7 @@ const AgentEnvironment& ProductionEnvironment() {
         .toolFolder = process::OwnToolFolder(),
         .clock = platform::SystemWallClock(),
         .cloudClient = cloud::ProcessCloudClient(),
+        .pushLoader = nxp::SystemCloudClientLoader(),
         .events = platform::SystemNamedEvents(),
         .userChangedEventName = process::UserChangedEventName(),
         .log = nullptr,

@@ -18,8 +18,9 @@ namespace agent_testing {
 class TestEnvironment {
 public:
     explicit TestEnvironment(std::wstring cloudLibrary = cloud::kCloudClientModule)
-        : cloudClient(std::move(cloudLibrary)) {}
+        : cloudLibrary(cloudLibrary), cloudClient(std::move(cloudLibrary)) {}
 
+    const std::wstring cloudLibrary;
     platform::RegistrySandbox registry;
     platform_testing::FakeWallClock clock{1'700'000'000};
     cloud::CloudClientUses cloudClient;
@@ -33,6 +34,7 @@ public:
                       static_cast<wchar_t>(std::filesystem::path::preferred_separator),
         .clock = clock,
         .cloudClient = cloudClient,
+        .pushLoader = nxp::ModuleCloudClientLoader(cloudLibrary),
         .events = events,
         .userChangedEventName = L"Global\\{test}",
         .log = &log,
