@@ -96,31 +96,34 @@ static bool MSVC_MEMBER NodeGetString(void* self, const wchar_t* key, wchar_t** 
     Entry* entry = FindEntry(key, false);
     return entry != NULL && entry->isText && WriteString(out, entry->text);
 }
-static bool MSVC_MEMBER NodeGetInt(void* self, const wchar_t* key, int32_t* out, uint32_t flags) {
-    (void)self, (void)flags;
+static bool ReadNumber(const wchar_t* key, int64_t* number) {
     Entry* entry = FindEntry(key, false);
     if (entry == NULL || entry->isText) {
         return false;
     }
-    *out = (int32_t)entry->number;
+    *number = entry->number;
+    return true;
+}
+static bool MSVC_MEMBER NodeGetInt(void* self, const wchar_t* key, int32_t* out, uint32_t flags) {
+    (void)self, (void)flags;
+    int64_t number;
+    if (!ReadNumber(key, &number)) {
+        return false;
+    }
+    *out = (int32_t)number;
     return true;
 }
 static bool MSVC_MEMBER NodeGetInt64(void* self, const wchar_t* key, int64_t* out, uint32_t flags) {
     (void)self, (void)flags;
-    Entry* entry = FindEntry(key, false);
-    if (entry == NULL || entry->isText) {
-        return false;
-    }
-    *out = entry->number;
-    return true;
+    return ReadNumber(key, out);
 }
 static bool MSVC_MEMBER NodeGetBool(void* self, const wchar_t* key, bool* out, uint32_t flags) {
     (void)self, (void)flags;
-    Entry* entry = FindEntry(key, false);
-    if (entry == NULL || entry->isText) {
+    int64_t number;
+    if (!ReadNumber(key, &number)) {
         return false;
     }
-    *out = entry->number != 0;
+    *out = number != 0;
     return true;
 }
 static bool MSVC_MEMBER NodeSetString(void* self, const wchar_t* key, const wchar_t* value) {
