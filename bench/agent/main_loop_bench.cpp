@@ -70,6 +70,7 @@ struct Setup {
                       static_cast<wchar_t>(std::filesystem::path::preferred_separator),
         .clock = platform::SystemWallClock(),
         .cloudClient = cloudClient,
+        .pushLoader = nxp::SystemCloudClientLoader(),
         .events = platform::SystemNamedEvents(),
         .userChangedEventName = process::UserChangedEventName(),
         .log = nullptr,

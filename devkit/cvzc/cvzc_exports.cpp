@@ -49,9 +49,6 @@ struct FolderTarget {
     cloud::CvzCallbacks callbacks{};
 };
 
-// How often a session's delivery thread looks into the push folder.
-constexpr auto kPushPollInterval = std::chrono::milliseconds(20);
-
 struct Session {
     int number = 0;
     std::map<std::int32_t, std::int32_t> options;
@@ -177,6 +174,9 @@ void WaitForPushes(std::string url, Registration* registration) {
 #endif
 
 #if !defined(CVZC_WITHOUT_REGISTER)
+// How often a session's delivery thread looks into the push folder.
+constexpr auto kPushPollInterval = std::chrono::milliseconds(20);
+
 // One pass over the push folder: every file this session has not seen goes to each of its
 // registrations whose type and target match, on this thread, with no lock held.
 void DeliverNewMessages(Session& session) {

@@ -1,5 +1,7 @@
 #include "cloud/request_processor.h"
 
+#include "platform/module_loader.h"
+
 #include <vector>
 
 namespace nxp {
@@ -53,8 +55,11 @@ void RequestProcessor::Run() {
 
 void RetireStoppedProcessor(std::unique_ptr<RequestProcessor> processor) {
     static std::mutex retiredLock;
-    // Never destroyed: a stopped processor stays allocated until the process ends.
+    // Never destroyed: a stopped processor stays allocated until the process ends. The module
+    // whose list holds it stays mapped as long, or the list would go with it at its unload.
     static auto* retired = new std::vector<std::unique_ptr<RequestProcessor>>();
+    static const bool pinned = platform::PinThisModule();
+    (void)pinned;
     std::lock_guard lock(retiredLock);
     retired->push_back(std::move(processor));
 }

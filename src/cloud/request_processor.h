@@ -73,9 +73,10 @@ private:
     std::thread m_worker;
 };
 
-// Keeps a stopped processor allocated and reachable until the process ends. The stop leaves
-// nothing running, but its owner's contract is to let it go without destroying it, and a leak
-// checker must not count it.
+// Keeps a stopped processor allocated and reachable until the process ends, and with it the
+// module that holds the list (it is pinned at the first call). The stop leaves nothing running,
+// but its owner's contract is to let it go without destroying it, and a leak checker must not
+// count it.
 void RetireStoppedProcessor(std::unique_ptr<RequestProcessor> processor);
 
 } // namespace nxp
